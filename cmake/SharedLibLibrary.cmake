@@ -1,0 +1,36 @@
+# The library: two object libraries, and the shared and the static library made of both.
+find_package(Threads REQUIRED)
+
+if(WIN32)
+  set(SHAREDLIB_SYSTEM win32)
+else()
+  set(SHAREDLIB_SYSTEM posix)
+endif()
+
+file(GLOB_RECURSE core_sources CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} sharedlib/*.cpp)
+list(FILTER core_sources EXCLUDE REGEX "^sharedlib/platform/")
+file(GLOB SHAREDLIB_PLATFORM_SOURCES CONFIGURE_DEPENDS sharedlib/platform/${SHAREDLIB_SYSTEM}/*.cpp)
+
+function(sharedlib_objects name)
+  add_library(${name} OBJECT ${ARGN})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE sharedlib_compile)
+  target_compile_definitions(${name} PRIVATE SHAREDLIB_BUILDING)
+  set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+endfunction()
+sharedlib_objects(sharedlib_core ${core_sources})
+sharedlib_objects(sharedlib_platform ${SHAREDLIB_PLATFORM_SOURCES})
+
+function(sharedlib_library name kind)
+  add_library(${name} ${kind} $<TARGET_OBJECTS:sharedlib_core> $<TARGET_OBJECTS:sharedlib_platform>)
+  add_library(SharedLib::${name} ALIAS ${name})
+  target_include_directories(${name} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:sharedlib_compile> Threads::Threads ${CMAKE_DL_LIBS})
+  set_target_properties(${name} PROPERTIES OUTPUT_NAME SharedLib EXPORT_NAME ${name})
+endfunction()
+sharedlib_library(SharedLib SHARED)
+set_target_properties(SharedLib PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+sharedlib_library(SharedLibStatic STATIC)
+target_compile_definitions(SharedLibStatic INTERFACE SHAREDLIB_STATIC)
