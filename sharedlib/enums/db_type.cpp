@@ -8,7 +8,7 @@ const char* gDBType_Names[] = {
     enum_lookup::kMaxName, enum_lookup::kTableEnd};
 
 const char* gDBType_Description[] = {
-#define SHAREDLIB_ENUM_ENTRY(name, description) description,
+#define SHAREDLIB_ENUM_ENTRY(name, description) (description),
 #include "sharedlib/enums/db_type_table.inc"
     enum_lookup::kMaxDescription, enum_lookup::kTableEnd};
 

@@ -8,7 +8,7 @@ const char* gEvent_Names[] = {
     enum_lookup::kMaxName, enum_lookup::kTableEnd};
 
 const char* gEvent_Description[] = {
-#define SHAREDLIB_ENUM_ENTRY(name, description) description,
+#define SHAREDLIB_ENUM_ENTRY(name, description) (description),
 #include "sharedlib/enums/event_table.inc"
     enum_lookup::kMaxDescription, enum_lookup::kTableEnd};
 
