@@ -156,17 +156,20 @@ private:
     ConditionalLog& conditional(int channel) const noexcept {
         return *m_conditionals[static_cast<std::size_t>(channel)];
     }
+    bool admits(LogItemSeverityLevel severity, int channel) const noexcept;
     unsigned long locations(unsigned long outputs) const noexcept;
-    bool compose(LogLine& line, char const* format, NativeArgumentList args) const;
-    void route(LogLine const& line, unsigned long mask);
-    void callBack(LogFunction const& function, LogLine const& line);
+    bool applySettings(LogLine& line) const;
+    void writeToDebugger(LogLine const& line);
+    void callBack(std::atomic<LogFunction> const& function, LogLine const& line);
     void writeToFile(LogLine const& line);
+    void showDialog(LogLine const& line) const;
 
-    // Relaxed atomics are read without the lock; the rest stands under it.
+    // The lock guards each call of an output and whatever is not atomic here.
     std::array<ConditionalLog*, Log::Max> m_conditionals{};
     // Where each channel's lines go: the entry of m_files that its conditional names.
     std::array<std::atomic<LogFile*>, Log::Max> m_channelFiles{};
     std::vector<std::unique_ptr<LogFile>> m_files;
+    LogFile* m_mainFile = nullptr;
     std::unique_ptr<RecursiveLock> m_lock;
     std::string const m_logDirName;
     std::string m_filePrefix;
@@ -178,9 +181,9 @@ private:
     std::atomic<bool> m_includePIDInName{false};
     std::atomic<std::int32_t> m_secondsBetweenFlushes{0};
     std::atomic<std::int64_t> m_lastFlush{0};
-    LogFunction m_consoleLogFunction = nullptr;
-    LogFunction m_DBLogFunction = nullptr;
-    LogFunction m_pipeLogFunction = nullptr;
+    std::atomic<LogFunction> m_consoleLogFunction{nullptr};
+    std::atomic<LogFunction> m_DBLogFunction{nullptr};
+    std::atomic<LogFunction> m_pipeLogFunction{nullptr};
     std::atomic<void*> m_pipe{nullptr};
     std::atomic<bool> m_sentryInitialized{false};
 };
