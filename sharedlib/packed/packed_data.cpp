@@ -1,0 +1,74 @@
+// sharedlib/packed/packed_data.cpp: the life, the positions and the storage of a message.
+#include "sharedlib/packed/packed_data.h"
+#include "sharedlib/log/gate.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+std::int32_t CPackedData::s_packetCount = 0;
+
+CPackedData::CPackedData(const CPackedData& other) : CPackedData(other.size()) {
+    copy(other);
+}
+
+CPackedData& CPackedData::operator=(const CPackedData& other) {
+    copy(other);
+    return *this;
+}
+
+void CPackedData::copy(const CPackedData& other) {
+    const std::uint32_t length = other.m_usedSize;
+    if (!checkSize(length)) {
+        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to expand packed data to %d bytes in copy",
+                      static_cast<int>(length));
+        return;
+    }
+    empty();
+    if (length != 0) {
+        std::memmove(writeData(), other.readData(), length);
+    }
+    m_usedSize = length;
+}
+
+void CPackedData::setPutIndex(unsigned long index) {
+    m_putIndex = saturated(index);
+    const std::uint32_t end = std::min(m_putIndex, writableSize());
+    // What is skipped over becomes part of the message with the next write; nobody else's bytes may leave in it.
+    if (end > m_usedSize) {
+        std::memset(writeData() + m_usedSize, 0, end - m_usedSize);
+    }
+}
+
+void CPackedData::testPutGrowth(int length) {
+    if (length < 0) {
+        return;
+    }
+    const std::uint64_t end = std::uint64_t{m_putIndex} + static_cast<std::uint32_t>(length);
+    if (!canWrite()) {
+        m_usedSize = static_cast<std::uint32_t>(std::min<std::uint64_t>(end, Buffer::size()));
+        return;
+    }
+    if (!makeRoom(static_cast<std::uint32_t>(length))) {
+        return;
+    }
+    if (end > m_usedSize) {
+        std::memset(writeData() + m_usedSize, 0, end - m_usedSize);
+    }
+    m_usedSize = static_cast<std::uint32_t>(end);
+}
+
+// Makes `length` bytes at the put index writable, growing in steps of at least 1024 bytes. False for a view, for a
+// message that would become too long, and when memory runs out.
+bool CPackedData::makeRoom(std::uint32_t length) {
+    const std::uint64_t end = std::uint64_t{m_putIndex} + length;
+    if (!canWrite() || end > INT_MAX) {
+        return false;
+    }
+    const std::uint64_t grown = std::uint64_t{Buffer::size()} + std::max(length, kGrowthStep);
+    return end <= Buffer::size() || checkSize(static_cast<unsigned int>(std::max(end, grown)));
+}
+
+std::uint32_t CPackedData::saturated(unsigned long index) {
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(index, UINT32_MAX));
+}

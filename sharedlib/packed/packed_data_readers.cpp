@@ -1,0 +1,240 @@
+// sharedlib/packed/packed_data_readers.cpp: how values are taken out of a message.
+#include "sharedlib/log/gate.h"
+#include "sharedlib/packed/packed_data.h"
+
+#include <algorithm>
+#include <cstring>
+
+std::string CPackedData::GetString() const {
+    beginRead(kString);
+    return GetStringNoDebug();
+}
+
+void CPackedData::GetMagic() const {
+    beginRead(kMagic);
+    // A mark of which fewer than two bytes are left reads as 0, which is as wrong as any other.
+    if (takeBytes(sizeof(kMagicNumber)) != kMagicNumber) {
+        logMagicMismatch();
+    }
+}
+
+void CPackedData::GetData(void* target, int length) const {
+    beginBlob();
+    GetDataNoDebug(target, length);
+}
+
+void CPackedData::GetData(CPackedData& destination, int length) {
+    if (length < 0) {
+        return;
+    }
+    const auto size = static_cast<std::uint32_t>(length);
+    if (!destination.checkSize(size)) {
+        SHAREDLIB_LOG(LogSev_Assert, Log::Generic, "CPackedData::GetData: Capacity too small");
+        return;
+    }
+    beginBlob();
+    if (remains(size)) {
+        GetDataNoDebug(destination.writeData(), length);
+    } else if (destination.canWrite() && destination.m_usedSize < size) {
+        std::memset(destination.writeData() + destination.m_usedSize, 0, size - destination.m_usedSize);
+    }
+    destination.m_usedSize = size;
+}
+
+void CPackedData::SkipData(int length) const {
+    beginBlob();
+    SkipDataNoDebug(length);
+}
+
+void CPackedData::SkipDataNoDebug(int length) const {
+    if (length > 0 && remains(static_cast<std::uint32_t>(length))) {
+        advance(static_cast<std::uint32_t>(length));
+    }
+}
+
+void CPackedData::ReadHeader() const {
+    const std::uint64_t header = takeBytes(1);
+    if (header > 3) {
+        SHAREDLIB_LOG(LogSev_Error, Log::Generic, "Malformed header in packet");
+        noteReadError();
+        return;
+    }
+    m_debug = (header & 1) != 0;
+    m_md5 = (header & 2) != 0;
+}
+
+int CPackedData::GetType() const {
+    return static_cast<std::int8_t>(takeBytes(1));
+}
+
+bool CPackedData::GetBoolNoDebug() const {
+    return takeBytes(1) != 0;
+}
+
+char CPackedData::GetInt8NoDebug() const {
+    return static_cast<char>(takeBytes(1));
+}
+
+std::uint8_t CPackedData::GetUint8NoDebug() const {
+    return static_cast<std::uint8_t>(takeBytes(1));
+}
+
+std::int16_t CPackedData::GetInt16NoDebug() const {
+    return static_cast<std::int16_t>(takeBytes(2));
+}
+
+std::uint16_t CPackedData::GetUint16NoDebug() const {
+    return static_cast<std::uint16_t>(takeBytes(2));
+}
+
+std::int32_t CPackedData::GetInt32NoDebug() const {
+    return static_cast<std::int32_t>(takeBytes(4));
+}
+
+std::uint32_t CPackedData::GetUint32NoDebug() const {
+    return static_cast<std::uint32_t>(takeBytes(4));
+}
+
+std::int64_t CPackedData::GetInt64NoDebug() const {
+    return static_cast<std::int64_t>(takeBytes(8));
+}
+
+float CPackedData::GetFloatNoDebug() const {
+    return std::bit_cast<float>(static_cast<std::uint32_t>(takeBytes(4)));
+}
+
+double CPackedData::GetDoubleNoDebug() const {
+    return std::bit_cast<double>(takeBytes(8));
+}
+
+std::string CPackedData::GetStringNoDebug() const {
+    const std::int16_t length = GetInt16NoDebug();
+    if (length <= 0 || !remains(static_cast<std::uint32_t>(length))) {
+        return {};
+    }
+    const char* const text = readData() + m_getIndex;
+    advance(static_cast<std::uint32_t>(length));
+    const void* const end = std::memchr(text, 0, static_cast<std::size_t>(length));
+    return end != nullptr ? std::string(text, static_cast<const char*>(end))
+                          : std::string(text, static_cast<std::size_t>(length));
+}
+
+void CPackedData::GetDataNoDebug(void* target, int length) const {
+    if (length > 0 && remains(static_cast<std::uint32_t>(length))) {
+        // The target may be this buffer's own storage.
+        std::memmove(target, readData() + m_getIndex, static_cast<std::size_t>(length));
+        advance(static_cast<std::uint32_t>(length));
+    }
+}
+
+int CPackedData::peekType() const {
+    return static_cast<std::int8_t>(peekBytes(1));
+}
+
+bool CPackedData::peekBool() const {
+    return peekBytes(1) != 0;
+}
+
+char CPackedData::peekInt8() const {
+    return static_cast<char>(peekBytes(1));
+}
+
+std::uint8_t CPackedData::peekUint8() const {
+    return static_cast<std::uint8_t>(peekBytes(1));
+}
+
+std::int16_t CPackedData::peekInt16() const {
+    return static_cast<std::int16_t>(peekBytes(2));
+}
+
+std::uint16_t CPackedData::peekUint16() const {
+    return static_cast<std::uint16_t>(peekBytes(2));
+}
+
+std::int32_t CPackedData::peekInt32() const {
+    return static_cast<std::int32_t>(peekBytes(4));
+}
+
+std::uint32_t CPackedData::peekUint32() const {
+    return static_cast<std::uint32_t>(peekBytes(4));
+}
+
+std::int64_t CPackedData::peekInt64() const {
+    return static_cast<std::int64_t>(peekBytes(8));
+}
+
+float CPackedData::peekFloat() const {
+    return std::bit_cast<float>(static_cast<std::uint32_t>(peekBytes(4)));
+}
+
+double CPackedData::peekDouble() const {
+    return std::bit_cast<double>(peekBytes(8));
+}
+
+void CPackedData::logReadError(int got, int expected) const {
+    SHAREDLIB_LOG(LogSev_Error, Log::Generic, "Parse error reading packet at GetIndex=%d (Expected %x, got %x)",
+                  GetGetIndex(), static_cast<unsigned int>(expected), static_cast<unsigned int>(got));
+    noteReadError();
+}
+
+void CPackedData::logMagicMismatch() const {
+    SHAREDLIB_LOG(LogSev_Error, Log::Generic, "Magic error reading packet at GetIndex=%d", GetGetIndex());
+    noteReadError();
+}
+
+// The readers' plain rules, for everything that the straight line in the header does not cover.
+std::uint64_t CPackedData::takeRare(std::uint32_t size, Tag tag) const {
+    beginRead(tag);
+    return takeBytes(size);
+}
+
+// Takes what stands in front of a payload: the header of a message not yet read from, and the tag.
+void CPackedData::beginRead(Tag tag) const {
+    if (m_getIndex == 0) {
+        ReadHeader();
+    }
+    if (!m_debug) {
+        return;
+    }
+    const bool present = remains(1);
+    const int got = GetType();
+    if (!present || got != tag) {
+        logReadError(got, tag);
+    }
+}
+
+// A blob's length field repeats what the reader must know anyway, so it is stepped over unread.
+void CPackedData::beginBlob() const {
+    beginRead(kData);
+    if (m_debug) {
+        advance(sizeof(std::uint32_t));
+    }
+}
+
+// Stops at the largest index instead of beginning again at 0.
+void CPackedData::advance(std::uint32_t length) const {
+    m_getIndex = static_cast<std::uint32_t>(std::min<std::uint64_t>(std::uint64_t{m_getIndex} + length, UINT32_MAX));
+}
+
+// The `size` bytes at the get index as a number; 0 when fewer remain.
+std::uint64_t CPackedData::peekBytes(std::uint32_t size) const {
+    if (!remains(size)) {
+        return 0;
+    }
+    char bytes[sizeof(std::uint64_t)] = {};
+    std::memcpy(bytes, readData() + m_getIndex, size);
+    return little_endian::load<std::uint64_t>(bytes);
+}
+
+std::uint64_t CPackedData::takeBytes(std::uint32_t size) const {
+    const std::uint64_t value = peekBytes(size);
+    advance(size);
+    return value;
+}
+
+void CPackedData::noteReadError() const {
+    if (!m_readError) {
+        m_readError = true;
+        dump();
+    }
+}
