@@ -1,0 +1,205 @@
+// sharedlib/log/internal/log_file.cpp: naming, opening, moving, writing and flushing of one log file.
+#include "sharedlib/log/internal/log_file.h"
+#include "sharedlib/log/logger.h"
+#include "sharedlib/platform/clock.h"
+#include "sharedlib/util/clock.h"
+#include "sharedlib/util/paths.h"
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kMaxText = 4094;
+constexpr std::size_t kMinDigits = 5;
+constexpr int kMaxAttempts = 1000;
+constexpr std::string_view kExtension = ".txt";
+
+std::string numberedName(const std::string& base, std::uint64_t number) {
+    const std::string digits = std::to_string(number);
+    std::string name = base;
+    name.append(kMinDigits - std::min(kMinDigits, digits.size()), '0');
+    name += digits;
+    name += kExtension;
+    return name;
+}
+
+// The decimal number that `text` begins with. One that has no successor in 64 bits is nothing that a log file counted
+// up to, and is 0 like a text without digits.
+std::uint64_t leadingNumber(std::string_view text) {
+    std::uint64_t number = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool isCount = result.ec == std::errc() && number < std::numeric_limits<std::int64_t>::max();
+    return isCount ? number : 0;
+}
+
+// The highest number among the names that begin with `base`, 0 when there are none.
+std::uint64_t highestNumber(const std::string& base) {
+    // The prefix may name folders of its own.
+    const std::size_t split = base.rfind('\\') + 1;
+    const std::string_view stem = std::string_view(base).substr(split);
+    const std::string folder = NativePath(base.substr(0, split).c_str());
+    std::uint64_t highest = 0;
+    platform::scanFolder(folder.c_str(), stem, kExtension, [&](std::string_view name) {
+        highest = std::max(highest, leadingNumber(name.substr(stem.size())));
+    });
+    return highest;
+}
+
+} // namespace
+
+LogFile::LogFile(Logger* owner, char const* prefix, char const* name) : m_logger(owner), m_name(name) {
+    setPrefix(prefix);
+}
+
+LogFile::~LogFile() {
+    close();
+}
+
+void LogFile::setPrefix(char const* prefix) {
+    std::string derived = m_name.empty() ? std::string(prefix) : m_name + '_' + prefix;
+    if (derived != m_filePrefix) {
+        close();
+        m_filePrefix = std::move(derived);
+        m_opened = false;
+    }
+}
+
+void LogFile::openIfNeeded() {
+    if (m_opened && isFolderUnchanged()) {
+        return;
+    }
+    const std::string& folderName = m_logger->m_logDirName;
+    m_directory = GetOutputPath(folderName.c_str());
+    if (!folderName.empty()) {
+        ensureDirectoryExists(m_directory.c_str());
+    }
+    m_opened = true;
+    openNumbered(m_directory + '\\' + m_filePrefix + '_');
+}
+
+// Whether GetOutputPath of the folder name still gives m_directory. Asked for every line, so it builds no path.
+bool LogFile::isFolderUnchanged() const {
+    const std::string_view folderName = m_logger->m_logDirName;
+    const std::string_view directory = m_directory;
+    if (folderName.size() > 1 && folderName[1] == ':') {
+        return directory == folderName;
+    }
+    const std::string_view output = GetGameOutputPath();
+    return directory.size() == output.size() + 1 + folderName.size() && directory.starts_with(output) &&
+           directory[output.size()] == '\\' && directory.ends_with(folderName);
+}
+
+void LogFile::openNumbered(const std::string& base) {
+    close();
+    const bool isFirst = m_fileName.empty();
+    std::uint64_t highest = 0;
+    for (int attempts = 0; attempts < kMaxAttempts; ++attempts) {
+        highest = std::max(highest, highestNumber(base)) + 1;
+        // Only a name that somebody else took meanwhile is worth another number; anything else would fail again.
+        if (!platform::isNameTaken(openAs(numberedName(base, highest), isFirst))) {
+            return;
+        }
+    }
+}
+
+// Opens the file as `name`: a new one if `isNew`, else the present one, moved there if it can be. Gives an error or 0.
+int LogFile::openAs(const std::string& name, bool isNew) {
+    const std::string native = NativePath(name.c_str());
+    if (!isNew && m_fileName != name) {
+        isNew = platform::renameWithoutReplacing(NativePath(m_fileName.c_str()).c_str(), native.c_str()) != 0;
+    }
+    const auto open = isNew ? &platform::createFile : &platform::openForAppend;
+    const int error = open(native.c_str(), m_file);
+    if (!isNew || error == 0) {
+        m_fileName = name;
+    }
+    if (isNew) {
+        m_lastWritten = '\n';
+    }
+    return error;
+}
+
+void LogFile::write(char const* text, bool dateFlag, bool isError) {
+    openIfNeeded();
+    if (!m_file.isOpen()) {
+        return;
+    }
+    if (m_buffer.size() - m_buffered < kWorstLine) {
+        flush();
+    }
+    const std::string_view stamp = dateFlag ? timeStamp() : std::string_view();
+    std::memcpy(m_buffer.data() + m_buffered, stamp.data(), stamp.size());
+    m_buffered += stamp.size();
+    append(std::string_view(text).substr(0, kMaxText - stamp.size()));
+    append("\n");
+    if (mustFlush(isError)) {
+        flush();
+    }
+}
+
+void LogFile::flush() {
+    if (!m_file.isOpen() || m_buffered == 0) {
+        return;
+    }
+    std::string_view lineEnd = "\r\n";
+    lineEnd.remove_prefix(m_lastWritten == '\n' ? 2 : m_lastWritten == '\r' ? 1 : 0);
+    const std::array<std::string_view, 2> pieces{lineEnd, {m_buffer.data(), std::exchange(m_buffered, 0)}};
+    std::size_t written = 0;
+    platform::writeAll(m_file, pieces, written);
+    if (written > lineEnd.size()) {
+        m_lastWritten = pieces[1][written - lineEnd.size() - 1];
+    } else if (written > 0) {
+        m_lastWritten = lineEnd[written - 1];
+    }
+}
+
+// The local time and a blank. The text is made anew once a second.
+std::string_view LogFile::timeStamp() {
+    const std::int64_t now = platform::systemSeconds();
+    if (now != m_stampSecond) {
+        m_stampSecond = now;
+        platform::localTimeText(now, m_stamp);
+        std::replace(std::begin(m_stamp), std::end(m_stamp), '\n', ' ');
+    }
+    return m_stamp;
+}
+
+void LogFile::append(std::string_view text) {
+    for (;;) {
+        const std::size_t length = std::min(text.find('\n'), text.size());
+        std::memcpy(m_buffer.data() + m_buffered, text.data(), length);
+        m_buffered += length;
+        if (length == text.size()) {
+            return;
+        }
+        m_buffer[m_buffered++] = '\r';
+        m_buffer[m_buffered++] = '\n';
+        text.remove_prefix(length + 1);
+    }
+}
+
+bool LogFile::mustFlush(bool isError) {
+    if (isError || m_logger->getFlushOnWrite()) {
+        return true;
+    }
+    const std::int64_t interval = m_logger->getSecondsBetweenFlushes();
+    if (interval <= 0) {
+        return false;
+    }
+    const std::int64_t last = m_logger->getLastFlush();
+    const std::int64_t now = GetSecondsSinceEpoch();
+    // A last flush near the end of time is never over.
+    if (last > std::numeric_limits<std::int64_t>::max() - interval || now <= last + interval) {
+        return false;
+    }
+    m_logger->setLastFlush(now);
+    return true;
+}
+
+void LogFile::close() {
+    flush();
+    m_file.close();
+}
