@@ -102,9 +102,7 @@ private:
     [[nodiscard]] std::size_t room() const { return static_cast<std::size_t>(m_end - m_next); }
 
     void put(std::string_view piece) {
-        std::size_t const count = std::min(piece.size(), room());
-        std::memcpy(m_next, piece.data(), count);
-        m_next += count;
+        m_next += piece.copy(m_next, room());
     }
 
     void fill(char filler, std::size_t count) {

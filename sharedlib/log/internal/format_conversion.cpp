@@ -45,6 +45,11 @@ public:
     }
 
     ArgumentSize takeSize() {
+        std::string_view const rest(m_at, static_cast<std::size_t>(m_end - m_at));
+        if (rest == "I6" || rest == "I3") {
+            // Cut within its size, the conversion has no letter of its own left.
+            m_at = m_end;
+        }
         for (SizeSpelling const& spelling : kSizeSpellings) {
             if (take(spelling.text)) {
                 return spelling.size;
