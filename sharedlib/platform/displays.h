@@ -4,8 +4,9 @@
 
 namespace platform {
 
-/// Whether `rectangle` (desktop pixels; at least one pixel of area) overlaps a monitor. False when there is no display
-/// or it does not answer within two seconds. Any thread.
+/// Whether `rectangle` (desktop pixels) overlaps a monitor; one without area counts as the pixel at its left top
+/// corner. False when this machine shows no desktop or its display server does not answer within two seconds. Any
+/// thread.
 bool rectangleOverlapsMonitor(RECT const& rectangle);
 
 } // namespace platform
