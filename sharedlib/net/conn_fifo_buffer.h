@@ -21,7 +21,7 @@ protected:
     void calcSizeWarning();
 
 private:
-    void logIncrease(std::int64_t capacity) const;
+    void warnOfIncrease(std::int64_t capacity);
 
     // Block count at the last warning; 0 when no warning is outstanding.
     std::int32_t m_warnedBundleCount = 0;

@@ -287,28 +287,46 @@ protected:
 
 private:
     struct InboundPass;
-    struct DatagramPass;
-    enum class FrameResult : std::int32_t;
+    enum class FrameResult;
 
-    unsigned int openBoundSocket(bool stream, unsigned short port, const char* where);
+    unsigned int openSocket(bool stream, const char* where);
+    bool bindSocket(unsigned int socket, bool stream, unsigned short port, const char* where);
     void* createEvent(unsigned int socket, long mask);
     void adopt(unsigned int socket, void* event);
-    void closeSocketAndEvent();
-    void handleConnectedEvents(const WSANETWORKEVENTS& events, const DeletionGuard& guard);
-    void handleConnectingEvents(const WSANETWORKEVENTS& events, const DeletionGuard& guard);
+    void closeLeftovers();
     void loseConnection();
+
+    void dispatchEvents(const WSANETWORKEVENTS& events);
+    void handleConnectingEvents(const WSANETWORKEVENTS& events);
+    void handleStreamEvents(const WSANETWORKEVENTS& events);
     void pulseConnecting();
     void pulseConnected();
-    void sendPing();
 
-    bool receiveIntoBuffer();
-    void closeAfterReadError(int error, std::uint64_t freeSpace);
+    bool receiveIntoBuffer(std::int64_t start);
+    void closeAfterReadError(int error, std::uint64_t space);
+    FrameResult processFrame(InboundPass& pass);
+    FrameResult deliverFrame(InboundPass& pass, std::uint64_t headerSize, std::uint64_t bodySize);
+    void callHandler(const void* data, unsigned long size, const DeletionGuard& guard);
+    void makeRoomForFrame(std::uint64_t frameSize);
+    void growInboundBuffer(std::uint64_t size);
+    bool isReadBudgetSpent(std::int64_t start);
+    void tidyInboundBuffer(bool processed);
     void takePingRequest();
     void takePingReply();
     void consumeInbound(std::uint64_t count);
-    bool hasProcessingBudget() const { return m_allowedProcessingTime != kNoBudget; }
+    bool hasBudget() const { return m_allowedProcessingTime != kNoBudget; }
 
-    bool queueFrame(unsigned long size, const char* data);
+    void queueFrame(unsigned long size, const char* data);
+    bool isOverQueueLimit();
+    int writeOnce(const DeletionGuard& guard);
+    bool isWriteBudgetSpent(std::int64_t start) const;
+    void endBlockedPeriod();
+    void handleSendFailure(int error, int offered, const DeletionGuard& guard);
+    void handleBlockedWrite(const DeletionGuard& guard);
+
+    void sendDatagramMessage(std::uint64_t size, const char* data, std::uint32_t ip, std::uint16_t port);
+    void handleReceiveFailure(int error);
+    void deliverDatagram(std::uint64_t size, const DeletionGuard& guard);
 
     static constexpr std::int64_t kNoBudget = std::numeric_limits<std::int64_t>::max();
 

@@ -46,7 +46,7 @@ protected:
     void Cleanup();
 
 private:
-    int bindAndListen(NativeSocket socket, unsigned short port, bool searchPort);
+    int bindAndListen(NativeSocket socket, unsigned long ip, unsigned short port, bool searchPort);
     int registerEvent();
     int acceptPending(const DeletionGuard& guard);
 

@@ -10,15 +10,10 @@ public:
     /// What the guarded stretch does; a pass is never entered twice.
     enum class Pass { Event, Inbound, Write };
 
-    DeletionGuard(DeletionGuard*& innermost, const std::uint32_t& generation, Pass pass)
-        : m_innermost(&innermost), m_outer(innermost), m_generation(&generation), m_born(generation), m_pass(pass) {
-        innermost = this;
-    }
-    ~DeletionGuard() {
-        if (m_innermost != nullptr) {
-            *m_innermost = m_outer;
-        }
-    }
+    /// Becomes the innermost guard of the owner whose chain and generation number these are.
+    DeletionGuard(DeletionGuard*& innermost, const std::uint32_t& generation, Pass pass);
+    /// Leaves the chain, if there still is one.
+    ~DeletionGuard();
     DeletionGuard(const DeletionGuard&) = delete;
     DeletionGuard& operator=(const DeletionGuard&) = delete;
 
