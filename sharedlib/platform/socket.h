@@ -80,7 +80,7 @@ ConnectProgress pollConnect(NativeSocket socket);
 /// nothing is pending, also at the descriptor limit, and 10024 only when a connection is pending that no descriptor is left for.
 AcceptResult acceptSocket(NativeSocket listener);
 
-/// One `recv`; `count` 0 means that the peer closed its side.
+/// One `recv` of at least one byte of `capacity`; `count` 0 means that the peer closed its side.
 TransferResult receiveBytes(NativeSocket socket, void* target, std::size_t capacity);
 /// One `send`; may take fewer bytes than offered.
 TransferResult sendBytes(NativeSocket socket, const void* data, std::size_t size);

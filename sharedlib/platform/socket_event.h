@@ -1,9 +1,11 @@
-// sharedlib/platform/socket_event.h: event objects bound to socket events, and the waits on them.
+// sharedlib/platform/socket_event.h: event objects bound to socket events, and the wait on a few of them.
 //
-// READ, ACCEPT and CLOSE are level-like: they are reported for as long as the condition holds. CLOSE is reported only when
-// everything received before it has been read. WRITE is reported once after a connection stands (at once for an accepted or
-// datagram socket) and then once after each `noteSendBlocked`. CONNECT is reported once, with its error. What an event
-// object remembers dies with it. Errors are Winsock numbers. One thread at a time per event object.
+// READ, ACCEPT and CLOSE are level-like: they are reported for as long as the condition holds. CLOSE is reported only
+// when everything received before it has been read. WRITE is reported once after a connection stands (at once for an
+// accepted or datagram socket) and then once after each `noteSendBlocked`. CONNECT is reported once, with its error;
+// after an error nothing else is. Select CONNECT only for a socket that connects: an accepted socket that has it in its
+// mask reports it too. What an event object remembers dies with it. Close the event object before its socket. Errors
+// are Winsock numbers. Nothing here logs or throws. One thread at a time per event object.
 #pragma once
 #include "sharedlib/native_types.h"
 
@@ -21,8 +23,9 @@ void* createSocketEvent();
 void closeSocketEvent(void* event);
 /// Binds `event` to the events in `mask` of `socket`, which becomes non-blocking. 0, or the error number.
 int selectSocketEvents(NativeSocket socket, void* event, long mask);
-/// Takes what happened since the last call and resets the event. 0, or the error number with `events` unchanged.
-/// No system call when a wait has just delivered the answer.
+/// Takes what happened since the last call and resets the event. 0, or the error number with `events` unchanged: 10038
+/// for no socket, 10022 for an event that is null or bound to another socket. No system call when a wait has just
+/// delivered the answer and the answer is no failure and no close.
 int enumerateSocketEvents(NativeSocket socket, void* event, WSANETWORKEVENTS& events);
 /// Tells the event object (null does nothing) that a send on its socket would have blocked: WRITE is due once more.
 void noteSendBlocked(void* event);
@@ -30,15 +33,5 @@ void noteSendBlocked(void* event);
 /// Waits until one of `count` event objects is signalled: its index, or -1 after `timeoutMs` (0xFFFFFFFF: no limit).
 /// Null entries are never signalled.
 int waitForSocketEvents(void* const* events, int count, unsigned long timeoutMs);
-
-/// A set of event objects for one thread that waits on many: a growing set costs nothing while its members are idle.
-struct EventSet;
-EventSet* createEventSet();
-void destroyEventSet(EventSet* set);
-/// False for null or a member already in the set, and when the system refuses.
-bool addToEventSet(EventSet* set, void* event, void* user);
-void removeFromEventSet(EventSet* set, void* event);
-/// Stores the `user` values of at most `max` signalled members and gives their number; 0 after `timeoutMs`.
-int waitForEventSet(EventSet* set, void** users, int max, unsigned long timeoutMs);
 
 } // namespace platform
