@@ -8,10 +8,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <gtest/gtest.h>
+#include <span>
+#include <string>
+#include <vector>
 
 namespace {
 
-std::string formatted(std::size_t room, const std::string& format, ...) {
+std::string formatted(std::size_t room, const char* format, ...) {
     std::vector<char> text(room + 1, '#');
     va_list args;
     va_start(args, format);
@@ -25,7 +28,7 @@ std::string formatted(std::size_t room, const std::string& format, ...) {
 
 template <typename... Arguments>
 std::string ours(const std::string& format, Arguments... arguments) {
-    return formatted(4096, format, arguments...);
+    return formatted(4096, format.c_str(), arguments...);
 }
 
 template <typename... Arguments>
@@ -88,7 +91,7 @@ TEST(Format, FractionsReadLikeTheSystemsInEveryMixtureOfFlags) {
 }
 
 TEST(Format, TextsReadLikeTheSystemsInEveryMixtureOfWidths) {
-    for (const char* format : {"%s", "%8s", "%-8s|", "%.2s", "%5.1s", "%-5.0s|", "%.9s", "%.s", "%hs"}) {
+    for (const char* format : {"%s", "%8s", "%-8s|", "%.2s", "%5.1s", "%-5.0s|", "%.9s", "%.s"}) {
         for (const char* text : {"", "a", "abc", "abcdefghijkl", "100%d"}) {
             EXPECT_EQ(ours(format, text), systems(format, text)) << format << " of " << text;
         }
