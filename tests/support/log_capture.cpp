@@ -8,8 +8,7 @@ LogCapture* g_capture = nullptr;
 
 } // namespace
 
-LogCapture::LogCapture() : m_previous(theLogger) {
-    EXPECT_EQ(g_capture, nullptr) << "one capture at a time";
+LogCapture::LogCapture() : m_previous(theLogger), m_outer(g_capture) {
     g_capture = this;
     m_logger.setUseDialogs(false);
     m_logger.setLogLocationMask(LogLocation_Console);
@@ -19,7 +18,7 @@ LogCapture::LogCapture() : m_previous(theLogger) {
 
 LogCapture::~LogCapture() {
     theLogger = m_previous;
-    g_capture = nullptr;
+    g_capture = m_outer;
 }
 
 std::vector<std::string> LogCapture::texts(Log channel) const {

@@ -20,7 +20,8 @@ struct LogLineSeen {
 };
 
 /// Installs a logger of its own as `theLogger` for its lifetime and collects the lines, which go nowhere else: no file,
-/// no dialog. Channels have the logger's usual levels (Warning, Generic Detail) until `show`. One at a time.
+/// no dialog. Channels have the logger's usual levels (Warning, Generic Detail) until `show`. The innermost one
+/// collects.
 class LogCapture {
 public:
     LogCapture();
@@ -50,5 +51,6 @@ private:
 
     Logger m_logger{"test", nullptr};
     Logger* m_previous;
+    LogCapture* m_outer;
     std::vector<LogLineSeen> m_lines;
 };
