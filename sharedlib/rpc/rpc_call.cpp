@@ -50,7 +50,7 @@ private:
             return;
         }
         sm_pRpcMgr->m_stats[static_cast<std::size_t>(m_index)].time +=
-            static_cast<std::uint32_t>(milliseconds(elapsed));
+            static_cast<std::uint32_t>(static_cast<std::int64_t>(milliseconds(elapsed)));
     }
     void logSlowCall(std::int64_t elapsed) const {
         if (m_name != nullptr &&
