@@ -3,11 +3,9 @@
 
 #include <cstring>
 #include <new>
-#include <utility>
 
 Buffer::Buffer(unsigned int size) : m_data(static_cast<char*>(::operator new(size, std::nothrow))), m_owned(1) {
     m_size = m_data != nullptr ? size : 0;
-    m_writableSize = m_size;
 }
 
 Buffer::Buffer(const Buffer& other) : Buffer(other.m_size) {
@@ -29,17 +27,9 @@ bool Buffer::grow(unsigned int needed) {
     ::operator delete(m_data);
     m_data = data;
     m_size = needed;
-    m_writableSize = needed;
     return true;
 }
 
 void Buffer::release() noexcept {
     ::operator delete(m_data);
-}
-
-void Buffer::swap(Buffer& other) noexcept {
-    std::swap(m_data, other.m_data);
-    std::swap(m_size, other.m_size);
-    std::swap(m_owned, other.m_owned);
-    std::swap(m_writableSize, other.m_writableSize);
 }

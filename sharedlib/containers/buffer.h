@@ -20,13 +20,7 @@ public:
         : m_data(const_cast<char*>(static_cast<const char*>(data))), m_size(size) {}
     /// An owned duplicate of the other's bytes, whether the other owns them or not.
     Buffer(const Buffer& other);
-    /// Takes the other's storage or view; the other becomes an empty view.
-    Buffer(Buffer&& other) noexcept { swap(other); }
-    /// Becomes what the copy or move constructor makes of the argument.
-    Buffer& operator=(Buffer other) noexcept {
-        swap(other);
-        return *this;
-    }
+    Buffer& operator=(const Buffer&) = delete;
     ~Buffer() {
         if (m_owned != 0) {
             release();
@@ -47,17 +41,11 @@ public:
     /// Size of the storage in bytes.
     unsigned int size() const { return m_size; }
 
-protected:
-    /// Bytes of storage that may be written without asking: the size of an owned buffer, 0 for a wrapped one.
-    std::uint32_t writableSize() const { return m_writableSize; }
-
 private:
     bool grow(unsigned int needed);
     void release() noexcept;
-    void swap(Buffer& other) noexcept;
 
     char* m_data = nullptr;
     std::uint32_t m_size = 0;
     std::uint32_t m_owned = 0;
-    std::uint32_t m_writableSize = 0;
 };

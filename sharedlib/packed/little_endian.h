@@ -2,6 +2,7 @@
 #pragma once
 #include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <type_traits>
 
@@ -35,6 +36,34 @@ T load(const void* from) {
     T bytes;
     std::memcpy(&bytes, from, sizeof(T));
     return swapped(bytes);
+}
+
+/// Writes the `size` (1, 2, 4 or 8) low bytes of `value` at `to`, lowest first.
+inline void storeLow(void* to, std::uint64_t value, std::size_t size) {
+    switch (size) {
+    case 1:
+        return store(to, static_cast<std::uint8_t>(value));
+    case 2:
+        return store(to, static_cast<std::uint16_t>(value));
+    case 4:
+        return store(to, static_cast<std::uint32_t>(value));
+    default:
+        return store(to, value);
+    }
+}
+
+/// The number whose `size` (1, 2, 4 or 8) bytes, lowest first, stand at `from`.
+inline std::uint64_t loadLow(const void* from, std::size_t size) {
+    switch (size) {
+    case 1:
+        return load<std::uint8_t>(from);
+    case 2:
+        return load<std::uint16_t>(from);
+    case 4:
+        return load<std::uint32_t>(from);
+    default:
+        return load<std::uint64_t>(from);
+    }
 }
 
 } // namespace little_endian

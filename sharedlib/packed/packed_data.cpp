@@ -3,7 +3,6 @@
 #include "sharedlib/log/gate.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 
 std::int32_t CPackedData::s_packetCount = 0;
@@ -18,7 +17,7 @@ CPackedData& CPackedData::operator=(const CPackedData& other) {
 }
 
 void CPackedData::copy(const CPackedData& other) {
-    const std::uint32_t length = other.m_usedSize;
+    const std::uint32_t length = other.used();
     if (!checkSize(length)) {
         SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to expand packed data to %d bytes in copy",
                       static_cast<int>(length));
@@ -32,8 +31,8 @@ void CPackedData::copy(const CPackedData& other) {
 }
 
 void CPackedData::setPutIndex(unsigned long index) {
-    m_putIndex = saturated(index);
-    const std::uint32_t end = std::min(m_putIndex, writableSize());
+    moveTo({static_cast<std::uint32_t>(std::min<std::uint64_t>(index, UINT32_MAX)), used()});
+    const std::uint32_t end = canWrite() ? std::min(m_putIndex, Buffer::size()) : 0;
     // What is skipped over becomes part of the message with the next write; nobody else's bytes may leave in it.
     if (end > m_usedSize) {
         std::memset(writeData() + m_usedSize, 0, end - m_usedSize);
@@ -46,29 +45,29 @@ void CPackedData::testPutGrowth(int length) {
     }
     const std::uint64_t end = std::uint64_t{m_putIndex} + static_cast<std::uint32_t>(length);
     if (!canWrite()) {
-        m_usedSize = static_cast<std::uint32_t>(std::min<std::uint64_t>(end, Buffer::size()));
-        return;
+        moveTo({m_putIndex, static_cast<std::uint32_t>(std::min<std::uint64_t>(end, Buffer::size()))});
+    } else if (makeRoom(static_cast<std::uint32_t>(length))) {
+        if (end > used()) {
+            std::memset(writeData() + used(), 0, end - used());
+        }
+        moveTo({m_putIndex, static_cast<std::uint32_t>(end)});
     }
-    if (!makeRoom(static_cast<std::uint32_t>(length))) {
-        return;
-    }
-    if (end > m_usedSize) {
-        std::memset(writeData() + m_usedSize, 0, end - m_usedSize);
-    }
-    m_usedSize = static_cast<std::uint32_t>(end);
+}
+
+void CPackedData::moveTo(Position position) {
+    m_putIndex = position.put;
+    m_usedSize = position.used;
+    m_writeLimit = {};
+    settle();
 }
 
 // Makes `length` bytes at the put index writable, growing in steps of at least 1024 bytes. False for a view, for a
 // message that would become too long, and when memory runs out.
 bool CPackedData::makeRoom(std::uint32_t length) {
     const std::uint64_t end = std::uint64_t{m_putIndex} + length;
-    if (!canWrite() || end > INT_MAX) {
+    if (!canWrite() || end > kMaxSize) {
         return false;
     }
     const std::uint64_t grown = std::uint64_t{Buffer::size()} + std::max(length, kGrowthStep);
     return end <= Buffer::size() || checkSize(static_cast<unsigned int>(std::max(end, grown)));
-}
-
-std::uint32_t CPackedData::saturated(unsigned long index) {
-    return static_cast<std::uint32_t>(std::min<std::uint64_t>(index, UINT32_MAX));
 }

@@ -43,6 +43,8 @@ public:
         m_putIndex = 0;
         m_getIndex = 0;
         m_usedSize = 0;
+        m_writeLimit = {};
+        m_readLimit = {};
         m_debug = false;
         m_md5 = false;
         m_readError = false;
@@ -87,7 +89,12 @@ public:
     void testPutGrowth(int length);
 
     /// Says whether values carry type tags. On the wire it holds when set before the first write.
-    void setDebug(bool debug) { m_debug = debug; }
+    void setDebug(bool debug) {
+        if (m_debug != debug) {
+            m_debug = debug;
+            settle();
+        }
+    }
     /// Whether values carry type tags; for a message being read, known once its header has been read.
     bool isDebug() const { return m_debug; }
     /// Says whether the message ends in a digest. On the wire it holds when set before the first write.
@@ -135,11 +142,11 @@ public:
     /// The offset of the next byte to read; -1 when it is far beyond any message.
     int GetGetIndex() const { return static_cast<int>(m_getIndex); }
     /// Moves it; at 0 the next typed read takes the header again.
-    void setGetIndex(unsigned long index) const { m_getIndex = saturated(index); }
+    void setGetIndex(unsigned long index) const { moveGetTo(index); }
     /// Whether `length` bytes remain; false for a negative length.
     bool checkBounds(int length) const { return length >= 0 && remains(static_cast<std::uint32_t>(length)); }
     /// Bytes of the message, header byte included.
-    int size() const { return static_cast<int>(m_usedSize); }
+    int size() const { return static_cast<int>(used()); }
     /// The start of the message, header byte included; valid until it grows.
     char* data() { return writeData(); }
     /// Whether a read of this message has met a malformed header, a wrong tag or a wrong mark.
@@ -217,6 +224,9 @@ protected:
 private:
     static constexpr int kDefaultCapacity = 128;
     static constexpr std::uint32_t kGrowthStep = 1024;
+    static constexpr std::uint32_t kMaxSize = INT32_MAX;
+    // Header, tag and payload.
+    static constexpr std::uint32_t kLargestFirstValue = 1 + 1 + sizeof(std::uint64_t);
     static constexpr std::uint16_t kMagicNumber = 0x3C02;
 
     enum Tag : std::uint8_t {
@@ -233,61 +243,92 @@ private:
         kDouble = 0x71,
     };
 
+    /// How far a straight line reaches, one of the two for values without and with tags; 0 closes it.
+    struct Limit {
+        std::uint32_t plain = 0;
+        std::uint32_t tagged = 0;
+    };
     /// Where a write began, so that one that fails half way leaves no trace.
     struct Position {
         std::uint32_t put;
         std::uint32_t used;
     };
 
-    static std::uint32_t saturated(unsigned long index);
-    bool remains(std::uint32_t length) const { return std::uint64_t{m_getIndex} + length <= m_usedSize; }
+    std::uint32_t used() const { return m_writeLimit.plain + m_writeLimit.tagged != 0 ? m_putIndex : m_usedSize; }
+    bool remains(std::uint32_t length) const { return std::uint64_t{m_getIndex} + length <= used(); }
 
-    // One compare covers "writable, header written and room": without a header the put index less 1 is huge, and a view
-    // has no writable bytes. The value is stored before the indexes are, because the compiler must assume that a stored
-    // byte may change any member: so the next write finds its put index in a register.
+    // Leaves the straight lines of reading and writing, or enters that of reading when the get index allows it.
+    void settle() const {
+        m_usedSize = used();
+        m_writeLimit = {};
+        m_readLimit = {};
+        if (m_getIndex != 0 && m_getIndex <= m_usedSize) {
+            (m_debug ? m_readLimit.tagged : m_readLimit.plain) = m_usedSize + 1;
+        }
+    }
+    // The message ends at `end` after a write, and the next one may take the straight line.
+    void wroteTo(std::uint32_t end) {
+        m_putIndex = end;
+        m_readLimit = {};
+        (m_debug ? m_writeLimit.tagged : m_writeLimit.plain) =
+            (Buffer::size() < kMaxSize ? Buffer::size() : kMaxSize) + 1;
+    }
+    void moveGetTo(std::uint64_t index) const {
+        // Stops at the largest index instead of beginning again at 0.
+        m_getIndex = index < UINT32_MAX ? static_cast<std::uint32_t>(index) : UINT32_MAX;
+        settle();
+    }
+    void advance(std::uint32_t length) const { moveGetTo(std::uint64_t{m_getIndex} + length); }
+
+    // One compare covers "writable, header written, room, no tags, and nothing behind the put index". The value is
+    // stored before the index is, because the compiler must assume that a stored byte may change any member: so the
+    // next write finds the put index in a register.
     template <class T>
     void put(T value, Tag tag) {
-        const std::uint32_t tagSize = m_debug ? 1 : 0;
-        const std::uint32_t start = m_putIndex;
-        if (std::uint64_t{start - 1U} + tagSize + sizeof(T) < writableSize()) [[likely]] {
-            char* to = writeData() + start;
-            if (tagSize != 0) {
-                *to = static_cast<char>(tag);
-            }
-            little_endian::store(to + tagSize, value);
-            const std::uint32_t end = start + tagSize + static_cast<std::uint32_t>(sizeof(T));
-            m_usedSize = end;
+        const std::uint32_t end = m_putIndex + static_cast<std::uint32_t>(sizeof(T));
+        if (end < m_writeLimit.plain) {
+            little_endian::store(writeData() + m_putIndex, value);
             m_putIndex = end;
+        } else if (end + 1 < m_writeLimit.tagged) {
+            char* const to = writeData() + m_putIndex;
+            *to = static_cast<char>(tag);
+            little_endian::store(to + 1, value);
+            m_putIndex = end + 1;
         } else {
             putRare(value, sizeof(T), tag);
         }
     }
-    // One compare covers "header read and enough left" in the same way.
+    // One compare covers "header read, no tags, and enough left".
     template <class T>
     T take(Tag tag) const {
-        const std::uint32_t tagSize = m_debug ? 1 : 0;
+        const char* const data = readData();
         const std::uint32_t start = m_getIndex;
-        if (std::uint64_t{start - 1U} + tagSize + sizeof(T) < m_usedSize) [[likely]] {
-            const char* from = readData() + start;
-            if (tagSize == 0 || *from == static_cast<char>(tag)) [[likely]] {
-                m_getIndex = start + tagSize + static_cast<std::uint32_t>(sizeof(T));
-                return little_endian::load<T>(from + tagSize);
-            }
+        const std::uint32_t end = start + static_cast<std::uint32_t>(sizeof(T));
+        if (end < m_readLimit.plain) {
+            m_getIndex = end;
+            return little_endian::load<T>(data + start);
+        }
+        if (end + 1 < m_readLimit.tagged && data[start] == static_cast<char>(tag)) {
+            m_getIndex = end + 1;
+            return little_endian::load<T>(data + start + 1);
         }
         return static_cast<T>(takeRare(sizeof(T), tag));
     }
     void putRare(std::uint64_t value, std::uint32_t size, Tag tag);
+    void putPlain(std::uint64_t value, std::uint32_t size, Tag tag);
     std::uint64_t takeRare(std::uint32_t size, Tag tag) const;
+    std::uint64_t takePlain(std::uint32_t size, Tag tag) const;
 
-    Position position() const { return {m_putIndex, m_usedSize}; }
-    void restore(Position position);
+    Position position() const { return {m_putIndex, used()}; }
+    void moveTo(Position position);
+    std::uint8_t header() const { return static_cast<std::uint8_t>((m_md5 ? 2 : 0) | (m_debug ? 1 : 0)); }
     bool beginValue(Tag tag);
     bool makeRoom(std::uint32_t length);
     bool putBytes(std::uint64_t value, std::uint32_t size);
     bool putBlob(const void* source, int length);
     bool putText(const char* text, std::int16_t length);
+    void putTextRare(const char* text, std::int16_t length);
 
-    void advance(std::uint32_t length) const;
     void beginRead(Tag tag) const;
     void beginBlob() const;
     std::uint64_t peekBytes(std::uint32_t size) const;
@@ -297,7 +338,12 @@ private:
 
     std::uint32_t m_putIndex = 0;
     mutable std::uint32_t m_getIndex = 0;
-    std::uint32_t m_usedSize = 0;
+    // Bytes of the message while both write limits are 0.
+    mutable std::uint32_t m_usedSize = 0;
+    // While a message is being written straight on, and therefore ends at the put index: one more than the storage.
+    mutable Limit m_writeLimit;
+    // While the header has been read and the get index lies in the message: one more than the message.
+    mutable Limit m_readLimit;
     mutable bool m_debug = false;
     mutable bool m_md5 = false;
     mutable bool m_readError = false;

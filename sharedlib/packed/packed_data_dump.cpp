@@ -17,11 +17,11 @@ void CPackedData::dump() const {
         return;
     }
     const std::uint32_t start = m_getIndex;
-    m_getIndex = 1;
-    while (m_getIndex < m_usedSize) {
+    setGetIndex(1);
+    while (remains(1)) {
         GetAndDisplayType(GetType());
     }
-    m_getIndex = start;
+    setGetIndex(start);
 }
 
 void CPackedData::GetAndDisplayType(int type) const {

@@ -5,7 +5,25 @@
 #include <algorithm>
 #include <cstring>
 
+namespace {
+
+// The text in `length` bytes, which ends early at a zero byte.
+inline std::string textOf(const char* bytes, std::size_t length) {
+    const void* const zero = std::memchr(bytes, 0, length);
+    return {bytes, zero == nullptr ? length : static_cast<std::size_t>(static_cast<const char*>(zero) - bytes)};
+}
+
+} // namespace
+
 std::string CPackedData::GetString() const {
+    const std::uint32_t start = m_getIndex + sizeof(std::uint16_t);
+    if (start < m_readLimit.plain) {
+        const auto length = little_endian::load<std::uint16_t>(readData() + m_getIndex);
+        if (length <= INT16_MAX && start + length < m_readLimit.plain) {
+            m_getIndex = start + length;
+            return textOf(readData() + start, length);
+        }
+    }
     beginRead(kString);
     return GetStringNoDebug();
 }
@@ -35,10 +53,10 @@ void CPackedData::GetData(CPackedData& destination, int length) {
     beginBlob();
     if (remains(size)) {
         GetDataNoDebug(destination.writeData(), length);
-    } else if (destination.canWrite() && destination.m_usedSize < size) {
-        std::memset(destination.writeData() + destination.m_usedSize, 0, size - destination.m_usedSize);
+    } else if (destination.canWrite() && destination.used() < size) {
+        std::memset(destination.writeData() + destination.used(), 0, size - destination.used());
     }
-    destination.m_usedSize = size;
+    destination.moveTo({destination.m_putIndex, size});
 }
 
 void CPackedData::SkipData(int length) const {
@@ -61,6 +79,7 @@ void CPackedData::ReadHeader() const {
     }
     m_debug = (header & 1) != 0;
     m_md5 = (header & 2) != 0;
+    settle();
 }
 
 int CPackedData::GetType() const {
@@ -114,9 +133,7 @@ std::string CPackedData::GetStringNoDebug() const {
     }
     const char* const text = readData() + m_getIndex;
     advance(static_cast<std::uint32_t>(length));
-    const void* const end = std::memchr(text, 0, static_cast<std::size_t>(length));
-    return end != nullptr ? std::string(text, static_cast<const char*>(end))
-                          : std::string(text, static_cast<std::size_t>(length));
+    return textOf(text, static_cast<std::size_t>(length));
 }
 
 void CPackedData::GetDataNoDebug(void* target, int length) const {
@@ -182,8 +199,24 @@ void CPackedData::logMagicMismatch() const {
     noteReadError();
 }
 
-// The readers' plain rules, for everything that the straight line in the header does not cover.
+// Every message comes through here with its first value, which is therefore spared the calls of the plain rules.
 std::uint64_t CPackedData::takeRare(std::uint32_t size, Tag tag) const {
+    if (m_getIndex == 0 && used() >= kLargestFirstValue) {
+        const char* const data = readData();
+        const auto header = static_cast<std::uint8_t>(data[0]);
+        const std::uint32_t payload = (header & 1) != 0 ? 2 : 1;
+        if (header <= 3 && (payload == 1 || data[1] == static_cast<char>(tag))) {
+            m_debug = payload != 1;
+            m_md5 = (header & 2) != 0;
+            moveGetTo(payload + size);
+            return little_endian::loadLow(data + payload, size);
+        }
+    }
+    return takePlain(size, tag);
+}
+
+// The readers' plain rules, for everything that the straight lines do not cover.
+std::uint64_t CPackedData::takePlain(std::uint32_t size, Tag tag) const {
     beginRead(tag);
     return takeBytes(size);
 }
@@ -211,19 +244,9 @@ void CPackedData::beginBlob() const {
     }
 }
 
-// Stops at the largest index instead of beginning again at 0.
-void CPackedData::advance(std::uint32_t length) const {
-    m_getIndex = static_cast<std::uint32_t>(std::min<std::uint64_t>(std::uint64_t{m_getIndex} + length, UINT32_MAX));
-}
-
 // The `size` bytes at the get index as a number; 0 when fewer remain.
 std::uint64_t CPackedData::peekBytes(std::uint32_t size) const {
-    if (!remains(size)) {
-        return 0;
-    }
-    char bytes[sizeof(std::uint64_t)] = {};
-    std::memcpy(bytes, readData() + m_getIndex, size);
-    return little_endian::load<std::uint64_t>(bytes);
+    return remains(size) ? little_endian::loadLow(readData() + m_getIndex, size) : 0;
 }
 
 std::uint64_t CPackedData::takeBytes(std::uint32_t size) const {

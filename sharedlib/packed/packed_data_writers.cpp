@@ -9,17 +9,21 @@ void CPackedData::PutData(const void* source, int length) {
     const Position start = position();
     const bool begun = beginValue(kData) && (!m_debug || putBytes(static_cast<std::uint32_t>(length), 4));
     if (!begun || !putBlob(source, length)) {
-        restore(start);
+        moveTo(start);
     }
 }
 
 void CPackedData::PutString(const char* text) {
-    const Position start = position();
     const std::size_t bytes = text != nullptr ? std::strlen(text) : 0;
-    // The length field has 16 bits and is read back as signed.
-    if (!beginValue(kString) || !putText(text, static_cast<std::int16_t>(bytes & 0xFFFF))) {
-        restore(start);
+    const std::uint64_t end = std::uint64_t{m_putIndex} + sizeof(std::uint16_t) + bytes;
+    if (end >= m_writeLimit.plain || bytes > INT16_MAX) {
+        // The length field has 16 bits and is read back as signed.
+        return putTextRare(text, static_cast<std::int16_t>(bytes & 0xFFFF));
     }
+    char* const to = writeData() + m_putIndex;
+    little_endian::store(to, static_cast<std::uint16_t>(bytes));
+    std::memcpy(to + sizeof(std::uint16_t), text, bytes);
+    m_putIndex = static_cast<std::uint32_t>(end);
 }
 
 void CPackedData::putSizeAtOffset(unsigned long offset) {
@@ -30,12 +34,11 @@ void CPackedData::putSizeAtOffset(unsigned long offset) {
     const Position end = position();
     setPutIndex(offset);
     PutUint32(end.put - m_putIndex - 4 - (m_debug ? 1 : 0));
-    m_putIndex = std::max(end.put, m_putIndex);
-    m_usedSize = std::max(end.used, m_usedSize);
+    moveTo({std::max(end.put, m_putIndex), std::max(end.used, used())});
 }
 
 void CPackedData::writeHeader() {
-    putBytes((m_md5 ? 2U : 0U) | (m_debug ? 1U : 0U), 1);
+    putBytes(header(), 1);
 }
 
 void CPackedData::PutType(int type) {
@@ -87,11 +90,24 @@ void CPackedData::logReadWriteMismatch() const {
                   GetPutIndex());
 }
 
-// The writers' plain rules, for everything that the straight line in the header does not cover.
+// Every message comes through here with its first value, which is therefore spared the calls of the plain rules.
 void CPackedData::putRare(std::uint64_t value, std::uint32_t size, Tag tag) {
+    if (m_putIndex != 0 || !canWrite() || Buffer::size() < kLargestFirstValue) {
+        return putPlain(value, size, tag);
+    }
+    const std::uint32_t payload = m_debug ? 2 : 1;
+    wroteTo(payload + size);
+    char* const to = writeData();
+    to[0] = static_cast<char>(header());
+    to[1] = static_cast<char>(tag);
+    little_endian::storeLow(to + payload, value, size);
+}
+
+// The writers' plain rules, for everything that the straight lines do not cover.
+void CPackedData::putPlain(std::uint64_t value, std::uint32_t size, Tag tag) {
     const Position start = position();
     if (!beginValue(tag) || !putBytes(value, size)) {
-        restore(start);
+        moveTo(start);
     }
 }
 
@@ -110,21 +126,13 @@ bool CPackedData::beginValue(Tag tag) {
     return !m_debug || putBytes(tag, 1);
 }
 
-void CPackedData::restore(Position position) {
-    m_putIndex = position.put;
-    m_usedSize = position.used;
-}
-
 // Appends the `size` low bytes of `value`.
 bool CPackedData::putBytes(std::uint64_t value, std::uint32_t size) {
     if (!makeRoom(size)) {
         return false;
     }
-    char bytes[sizeof(value)];
-    little_endian::store(bytes, value);
-    std::memcpy(writeData() + m_putIndex, bytes, size);
-    m_putIndex += size;
-    m_usedSize = m_putIndex;
+    little_endian::storeLow(writeData() + m_putIndex, value, size);
+    wroteTo(m_putIndex + size);
     return true;
 }
 
@@ -137,9 +145,15 @@ bool CPackedData::putBlob(const void* source, int length) {
         return false;
     }
     std::memcpy(writeData() + m_putIndex, source, size);
-    m_putIndex += size;
-    m_usedSize = m_putIndex;
+    wroteTo(m_putIndex + size);
     return true;
+}
+
+void CPackedData::putTextRare(const char* text, std::int16_t length) {
+    const Position start = position();
+    if (!beginValue(kString) || !putText(text, length)) {
+        moveTo(start);
+    }
 }
 
 bool CPackedData::putText(const char* text, std::int16_t length) {
@@ -152,7 +166,6 @@ bool CPackedData::putText(const char* text, std::int16_t length) {
     if (size != 0) {
         std::memcpy(to + 2, text, size);
     }
-    m_putIndex += size + 2;
-    m_usedSize = m_putIndex;
+    wroteTo(m_putIndex + size + 2);
     return true;
 }
