@@ -2,6 +2,7 @@
 #include "sharedlib/log/internal/format.h"
 #include "sharedlib/log/internal/format_number.h"
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -78,6 +79,25 @@ bool isWide(Conversion const& conversion) {
            (isCapital && conversion.size != ArgumentSize::Short);
 }
 
+constexpr std::ptrdiff_t kWordSize = sizeof(std::uint64_t);
+static_assert(std::endian::native == std::endian::little, "the first of eight characters is the lowest byte of a word");
+
+// Marks the first '%' among eight characters: the lowest bit that is set stands in its byte. Only a byte that is zero,
+// or one above it, borrows from its highest bit.
+std::uint64_t percentMarks(std::uint64_t word) {
+    std::uint64_t const difference = word ^ 0x2525252525252525U;
+    return (difference - 0x0101010101010101U) & ~difference & 0x8080808080808080U;
+}
+
+// Copies eight characters and returns how many of them stand in front of the first '%'.
+std::size_t copyWord(char* to, char const* from) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, from, sizeof(word));
+    std::memcpy(to, &word, sizeof(word));
+    std::uint64_t const marks = percentMarks(word);
+    return marks == 0 ? sizeof(word) : static_cast<std::size_t>(std::countr_zero(marks)) / 8;
+}
+
 // Fills the text in from left to right and drops what does not fit.
 class Formatter {
 public:
@@ -88,11 +108,10 @@ public:
         char const* at = format.data();
         char const* const end = at + format.size();
         while (at != end) {
-            auto const* const found =
-                static_cast<char const*>(std::memchr(at, '%', static_cast<std::size_t>(end - at)));
-            char const* const percent = found == nullptr ? end : found;
-            put({at, static_cast<std::size_t>(percent - at)});
-            at = percent == end ? end : convert(percent + 1, end);
+            at = putLiteral(at, end);
+            if (at != end) {
+                at = convert(at + 1, end);
+            }
         }
         *m_next = '\0';
         return static_cast<std::size_t>(m_next - m_begin);
@@ -101,9 +120,27 @@ public:
 private:
     [[nodiscard]] std::size_t room() const { return static_cast<std::size_t>(m_end - m_next); }
 
-    void put(std::string_view piece) {
-        m_next += piece.copy(m_next, room());
+    // Copies what stands in front of the next '%' and returns where that is, or `end` when nothing more can be seen.
+    char const* putLiteral(char const* at, char const* end) {
+        char* next = m_next;
+        char const* const stop = at + std::min(static_cast<std::size_t>(end - at), room());
+        while (stop - at >= kWordSize) {
+            std::size_t const count = copyWord(next, at);
+            next += count;
+            at += count;
+            if (count < kWordSize) {
+                m_next = next;
+                return at;
+            }
+        }
+        while (at != stop && *at != '%') {
+            *next++ = *at++;
+        }
+        m_next = next;
+        return at == stop ? end : at;
     }
+
+    void put(std::string_view piece) { m_next += piece.copy(m_next, room()); }
 
     void fill(char filler, std::size_t count) {
         std::size_t const fitting = std::min(count, room());
