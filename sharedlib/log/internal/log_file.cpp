@@ -80,16 +80,16 @@ void LogFile::openIfNeeded() {
     openNumbered(m_directory + '\\' + m_filePrefix + '_');
 }
 
-// Whether GetOutputPath of the folder name still gives m_directory. Asked for every line, so it builds no path.
+// Whether GetOutputPath of the folder's name still gives m_directory. Asked for every line, so it builds no path: the
+// name is fixed, and only an output path in front of it can change.
 bool LogFile::isFolderUnchanged() const {
-    const std::string_view folderName = m_logger->m_logDirName;
-    const std::string_view directory = m_directory;
-    if (folderName.size() > 1 && folderName[1] == ':') {
-        return directory == folderName;
+    const std::size_t tail = 1 + m_logger->m_logDirName.size();
+    if (m_directory.size() < tail) {
+        return true;
     }
-    const std::string_view output = GetGameOutputPath();
-    return directory.size() == output.size() + 1 + folderName.size() && directory.starts_with(output) &&
-           directory[output.size()] == '\\' && directory.ends_with(folderName);
+    const std::size_t outputLength = m_directory.size() - tail;
+    const char* const output = GetGameOutputPath();
+    return std::strncmp(output, m_directory.c_str(), outputLength) == 0 && output[outputLength] == '\0';
 }
 
 void LogFile::openNumbered(const std::string& base) {
@@ -130,11 +130,9 @@ void LogFile::write(char const* text, bool dateFlag, bool isError) {
     if (m_buffer.size() - m_buffered < kWorstLine) {
         flush();
     }
-    const std::string_view stamp = dateFlag ? timeStamp() : std::string_view();
-    std::memcpy(m_buffer.data() + m_buffered, stamp.data(), stamp.size());
-    m_buffered += stamp.size();
-    append(std::string_view(text).substr(0, kMaxText - stamp.size()));
-    append("\n");
+    const std::size_t room = kMaxText - (dateFlag ? appendTimeStamp() : 0);
+    appendText(std::string_view(text).substr(0, room));
+    appendBytes("\r\n");
     if (mustFlush(isError)) {
         flush();
     }
@@ -156,33 +154,35 @@ void LogFile::flush() {
     }
 }
 
-// The local time and a blank. The text is made anew once a second.
-std::string_view LogFile::timeStamp() {
+// Appends the local time and a blank and gives their length. The text is made anew once a second.
+std::size_t LogFile::appendTimeStamp() {
     const std::int64_t now = platform::systemSeconds();
     if (now != m_stampSecond) {
         m_stampSecond = now;
         platform::localTimeText(now, m_stamp);
         std::replace(std::begin(m_stamp), std::end(m_stamp), '\n', ' ');
     }
-    return m_stamp;
+    const std::string_view stamp = m_stamp;
+    appendBytes(stamp);
+    return stamp.size();
 }
 
-void LogFile::append(std::string_view text) {
-    for (;;) {
-        const std::size_t length = std::min(text.find('\n'), text.size());
-        std::memcpy(m_buffer.data() + m_buffered, text.data(), length);
-        m_buffered += length;
-        if (length == text.size()) {
-            return;
-        }
-        m_buffer[m_buffered++] = '\r';
-        m_buffer[m_buffered++] = '\n';
-        text.remove_prefix(length + 1);
+void LogFile::appendText(std::string_view text) {
+    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+        appendBytes(text.substr(0, end));
+        appendBytes("\r\n");
+        text.remove_prefix(end + 1);
     }
+    appendBytes(text);
+}
+
+void LogFile::appendBytes(std::string_view bytes) {
+    std::memcpy(m_buffer.data() + m_buffered, bytes.data(), bytes.size());
+    m_buffered += bytes.size();
 }
 
 bool LogFile::mustFlush(bool isError) {
-    if (isError || m_logger->getFlushOnWrite()) {
+    if (isError || m_logger->m_flushOnWrite.load(std::memory_order_relaxed)) {
         return true;
     }
     const std::int64_t interval = m_logger->getSecondsBetweenFlushes();

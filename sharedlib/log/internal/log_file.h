@@ -51,8 +51,9 @@ private:
     [[nodiscard]] bool isFolderUnchanged() const;
     void openNumbered(const std::string& base);
     int openAs(const std::string& name, bool isNew);
-    [[nodiscard]] std::string_view timeStamp();
-    void append(std::string_view text);
+    std::size_t appendTimeStamp();
+    void appendText(std::string_view text);
+    void appendBytes(std::string_view bytes);
     [[nodiscard]] bool mustFlush(bool isError);
     void close();
 
