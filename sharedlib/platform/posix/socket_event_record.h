@@ -44,6 +44,9 @@ struct SocketEvent {
     bool wants(long bit) const { return (mask & bit) != 0; }
 };
 
+// Every idle connection of a server holds one.
+static_assert(sizeof(SocketEvent) <= 64);
+
 inline SocketEvent* toEvent(void* event) {
     return static_cast<SocketEvent*>(event);
 }
