@@ -14,7 +14,10 @@ void CPackedData::PutData(const void* source, int length) {
 }
 
 void CPackedData::PutString(const char* text) {
-    const std::size_t bytes = text != nullptr ? std::strlen(text) : 0;
+    if (text == nullptr) {
+        text = "";
+    }
+    const std::size_t bytes = std::strlen(text);
     const std::uint64_t end = std::uint64_t{m_putIndex} + sizeof(std::uint16_t) + bytes;
     if (end >= m_writeLimit.plain || bytes > INT16_MAX) {
         // The length field has 16 bits and is read back as signed.
