@@ -11,8 +11,9 @@ LogCapture* g_capture = nullptr;
 LogCapture::LogCapture() : m_previous(theLogger), m_outer(g_capture) {
     g_capture = this;
     m_logger.setUseDialogs(false);
-    m_logger.setLogLocationMask(LogLocation_Console);
-    m_logger.setConsoleLogFunction(&LogCapture::collect);
+    // The one output that lines of both `syslog` and `debuglog` reach without a file.
+    m_logger.setLogLocationMask(LogLocation_DB);
+    m_logger.setDBLogFunction(&LogCapture::collect);
     theLogger = &m_logger;
 }
 

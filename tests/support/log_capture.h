@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-/// One line as a host's console callback gets it, without what the logger put in front of the message.
+/// One line as a host's database callback gets it, without what the logger put in front of the message.
 struct LogLineSeen {
     LogItemSeverityLevel severity = LogSev_None;
     int channel = 0;
