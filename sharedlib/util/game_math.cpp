@@ -97,6 +97,6 @@ float getChance(float fChancePerUnit, float unitSize, float amount, float maxCha
 }
 
 float makeRatioSShaped(float ratio) {
-    double const arc = std::atan(static_cast<double>((ratio - 0.5F) / 0.09F));
-    return std::max(static_cast<float>(0.36 * arc + 0.5), 0.0F);
+    auto const arc = static_cast<float>(std::atan(static_cast<double>((ratio - 0.5F) / 0.09F)));
+    return std::max(0.36F * arc + 0.5F, 0.0F);
 }

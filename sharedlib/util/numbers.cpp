@@ -103,6 +103,9 @@ double parseFloat(std::string_view text) {
     double value = 0.0;
     auto const format = hexadecimal ? std::chars_format::hex : std::chars_format::general;
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, format);
+    if (error == std::errc::invalid_argument) {
+        return 0.0;
+    }
     if (error == std::errc::result_out_of_range) {
         auto const length = static_cast<std::size_t>(end - text.data());
         value = isHuge(text.substr(0, length), hexadecimal) ? std::numeric_limits<double>::infinity() : 0.0;
