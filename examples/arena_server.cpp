@@ -1,0 +1,153 @@
+// examples/arena_server.cpp: the arena's server, a host program with everything that a server needs.
+//
+// Usage: arena_server [--port P] [--port-file FILE] [--players N] [--seconds S]
+//   --port P          first port to try (7400); the next free one above it is taken
+//   --port-file FILE  the port that was taken is written there
+//   --players N       players that must come, play and leave in order (0: as many as come)
+//   --seconds S       length of the game (15)
+//
+// Ends with "arena: OK" and 0 only if every check held, else with "arena: FAILED" and 1. SIGINT ends the game early.
+#include "examples/arena/host.h"
+#include "examples/arena/screen.h"
+#include "examples/arena/server.h"
+#include "sharedlib/log/gate.h"
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <getopt.h>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using arena::Clock;
+
+struct Options {
+    unsigned short port = 7400;
+    std::string portFile;
+    std::size_t players = 0;
+    int seconds = 15;
+};
+
+bool parse(int argc, char** argv, Options& options) {
+    const option known[] = {{"port", required_argument, nullptr, 'p'},
+                            {"port-file", required_argument, nullptr, 'f'},
+                            {"players", required_argument, nullptr, 'n'},
+                            {"seconds", required_argument, nullptr, 's'},
+                            {nullptr, 0, nullptr, 0}};
+    for (int found = 0; (found = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
+        switch (found) {
+        case 'p':
+            options.port = static_cast<unsigned short>(std::strtoul(optarg, nullptr, 10));
+            break;
+        case 'f':
+            options.portFile = optarg;
+            break;
+        case 'n':
+            options.players = std::strtoul(optarg, nullptr, 10);
+            break;
+        case 's':
+            options.seconds = std::max(1, std::atoi(optarg));
+            break;
+        default:
+            return false;
+        }
+    }
+    return optind == argc;
+}
+
+/// What must hold in the end; says what does not.
+class Checks {
+public:
+    void require(bool good, const std::string& failure) {
+        if (!good) {
+            m_failures.push_back(failure);
+        }
+    }
+    int printVerdict() const {
+        for (const std::string& failure : m_failures) {
+            std::printf("  failed: %s\n", failure.c_str());
+        }
+        std::puts(m_failures.empty() ? "arena: OK" : "arena: FAILED");
+        return m_failures.empty() ? 0 : 1;
+    }
+
+private:
+    std::vector<std::string> m_failures;
+};
+
+void play(arena::ArenaServer& server, const Options& options, arena::Screen& screen) {
+    const auto start = Clock::now();
+    for (int second = 1; second <= options.seconds && !arena::isInterrupted(); ++second) {
+        const auto nextScreen = start + second * 1s;
+        while (Clock::now() < nextScreen && !arena::isInterrupted()) {
+            server.runFrame();
+        }
+        screen.show(server.port(), second, options.seconds, server.status());
+    }
+}
+
+/// Lets the players leave in order. An interrupted server has little time for that.
+void end(arena::ArenaServer& server) {
+    const auto deadline = Clock::now() + (arena::isInterrupted() ? 700ms : 5000ms);
+    server.finish();
+    while (!server.isEmpty() && Clock::now() < deadline) {
+        server.runFrame();
+    }
+}
+
+void checkServer(const arena::ArenaServer& server, const Options& options, Checks& checks) {
+    std::size_t expected = options.players != 0 ? options.players : server.joined();
+    if (arena::isInterrupted()) {
+        expected = std::min(expected, server.joined());
+    }
+    checks.require(server.finished() == expected,
+                   std::to_string(server.finished()) + " of " + std::to_string(expected) + " players left in order");
+    checks.require(server.listenError() == 0, "the listener failed");
+    for (const auto& [complaint, count] : server.complaints()) {
+        checks.require(false, complaint + " (" + std::to_string(count) + " players)");
+    }
+}
+
+int runGame(const Options& options, arena::Host& host, Checks& checks) {
+    arena::ArenaServer server;
+    if (!server.open(options.port)) {
+        std::puts("arena: FAILED, no free port");
+        return 1;
+    }
+    SHAREDLIB_LOG(LogSev_Info, Log::Startup, "The arena is open on port %d", server.port());
+    std::printf("arena on port %u, log in %s\n", server.port(), host.logFile().c_str());
+    if (!options.portFile.empty()) {
+        std::ofstream(options.portFile) << server.port() << '\n';
+    }
+    arena::Screen screen;
+    play(server, options, screen);
+    end(server);
+    arena::printSummary(server, server.status());
+    checkServer(server, options, checks);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (!parse(argc, argv, options)) {
+        std::fputs("usage: arena_server [--port P] [--port-file FILE] [--players N] [--seconds S]\n", stderr);
+        return 2;
+    }
+    arena::watchForInterrupt();
+    Checks checks;
+    arena::Host host("ArenaServer");
+    // The server goes out of scope, and with it the connections and the listener, before the library is shut down.
+    if (const int failure = runGame(options, host, checks); failure != 0) {
+        return failure;
+    }
+    const std::string logFile = host.logFile();
+    host.shutDown();
+    checks.require(arena::showLogFile(logFile), "lines of the log got lost");
+    return checks.printVerdict();
+}
