@@ -80,7 +80,8 @@ void CPackedData::GetAndDisplayType(int type) const {
 
 void CPackedData::displayData() const {
     const std::uint32_t length = GetUint32NoDebug();
-    if (!remains(length)) {
+    // A length field that is itself cut off reads as 0 and is not larger than the nothing that remains.
+    if (length != 0 && !remains(length)) {
         SHAREDLIB_LOG(LogSev_Info, Log::Generic, "%5d (data): %d too large. CPackedData is probably corrupt",
                       GetGetIndex(), static_cast<int>(length));
         return;
