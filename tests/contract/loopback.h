@@ -114,7 +114,7 @@ inline bool connectEnds(NativeSocket socket, platform::ConnectProgress& progress
 }
 
 /// Two ends of a standing connection, both non-blocking.
-struct StreamPair {
+struct SocketPair {
     OwnedSocket listener = listenOnLoopback();
     OwnedSocket client = startConnecting(portOf(listener));
     OwnedSocket server = acceptOne(listener);

@@ -69,7 +69,7 @@ TEST(SocketContract, AcceptGivesNonBlockingSocketsInTurnAndThenNothing) {
 }
 
 TEST(SocketContract, GatheredPiecesArriveInOrder) {
-    StreamPair pair;
+    SocketPair pair;
     std::vector<platform::SendPiece> pieces(16, {"ab", 2});
     pieces[3] = {"", 0};
     pieces[15] = {"last", 4};
@@ -83,7 +83,7 @@ TEST(SocketContract, GatheredPiecesArriveInOrder) {
 }
 
 TEST(SocketContract, SendAndCloseLosesNothing) {
-    StreamPair pair;
+    SocketPair pair;
     const std::string bytes(30000, 'x');
     sendAll(pair.client, bytes);
     platform::shutdownSocket(pair.client);
@@ -98,7 +98,7 @@ TEST(SocketContract, SendAndCloseLosesNothing) {
 }
 
 TEST(SocketContract, AResetIsToldOnceAfterTheBytesBeforeIt) {
-    StreamPair pair;
+    SocketPair pair;
     sendAll(pair.server, "early");
     resetPeer(pair.server, pair.client);
     std::string received;

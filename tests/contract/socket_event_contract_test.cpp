@@ -36,7 +36,7 @@ TEST(SocketEventContract, ARefusedConnectIsReportedOnceAndThenNothingEver) {
 }
 
 TEST(SocketEventContract, AConnectionResetBeforeAnybodyLookedIsAFailedConnect) {
-    StreamPair pair;
+    SocketPair pair;
     const OwnedEvent event(pair.client, kOutgoing);
     resetPeer(pair.server, pair.client);
     ASSERT_TRUE(eventually([&] { return pollConnect(pair.client).failed; }));
@@ -47,7 +47,7 @@ TEST(SocketEventContract, AConnectionResetBeforeAnybodyLookedIsAFailedConnect) {
 }
 
 TEST(SocketEventContract, WriteIsReportedOnceAndOnceMoreAfterEachBlockedSend) {
-    StreamPair pair;
+    SocketPair pair;
     const OwnedSocket datagram = bindDatagram();
     struct Case {
         const char* name;
@@ -73,7 +73,7 @@ TEST(SocketEventContract, WriteIsReportedOnceAndOnceMoreAfterEachBlockedSend) {
 }
 
 TEST(SocketEventContract, ReadAndAcceptAreReportedUntilNothingIsLeft) {
-    StreamPair pair;
+    SocketPair pair;
     const OwnedEvent read(pair.server, kEventRead | kEventClose);
     EXPECT_TRUE(isSilent(read));
     sendAll(pair.client, "ab");
@@ -102,7 +102,7 @@ TEST(SocketEventContract, CloseWaitsUntilEverythingBeforeItHasBeenRead) {
     };
     for (const Case& c : {Case{"half close", false, 0}, Case{"reset", true, kErrorConnectionReset}}) {
         SCOPED_TRACE(c.name);
-        StreamPair pair;
+        SocketPair pair;
         const OwnedEvent event(pair.client, kEventRead | kEventClose);
         sendAll(pair.server, "last words");
         if (c.reset) {
@@ -151,7 +151,7 @@ TEST(SocketEventContract, MistakesAnswerWithAnError) {
 }
 
 TEST(SocketEventContract, SelectingAgainForgetsWhatWasBefore) {
-    StreamPair pair;
+    SocketPair pair;
     const OwnedSocket quiet = bindDatagram();
     const OwnedEvent event(pair.server, kStream);
     sendAll(pair.client, "x");
@@ -184,7 +184,7 @@ TEST(SocketEventContract, TheWaitNamesTheLowestSignalledIndexAndPassesOverNulls)
 TEST(EventSetContract, MembersJoinOnceAndLeaveWithTheirEvent) {
     EventSet* const set = createEventSet();
     ASSERT_NE(set, nullptr);
-    StreamPair pair;
+    SocketPair pair;
     OwnedEvent server(pair.server, kStream);
     OwnedEvent client(pair.client, kStream);
     int first = 0;

@@ -130,7 +130,7 @@ TEST(SocketSystem, AListenerMayReturnToAPortWhoseOldConnectionsLinger) {
 
 TEST(SocketSystem, NoWriteRaisesASignal) {
     const CountedSignal pipe(SIGPIPE);
-    StreamPair pair;
+    SocketPair pair;
     closeHard(pair.server);
     ASSERT_TRUE(eventually([&] { return pollConnect(pair.client).failed; }));
     const SendPiece piece{"x", 1};
@@ -143,7 +143,7 @@ TEST(SocketSystem, NoWriteRaisesASignal) {
 
 TEST(SocketSystem, SignalsDoNotEndACall) {
     const CountedSignal user(SIGUSR1);
-    StreamPair pair;
+    SocketPair pair;
     const OwnedSocket datagram = bindDatagram();
     const OwnedSocket sender = bindDatagram();
     const OwnedEvent event(datagram, kEventRead);
@@ -182,7 +182,7 @@ TEST(SocketSystem, SignalsDoNotEndACall) {
 }
 
 TEST(SocketSystem, SocketsAreNotInheritedByPrograms) {
-    StreamPair pair;
+    SocketPair pair;
     const OwnedSocket datagram = bindDatagram();
     for (const NativeSocket socket :
          {NativeSocket{pair.listener}, NativeSocket{pair.client}, NativeSocket{pair.server}, NativeSocket{datagram}}) {

@@ -45,7 +45,7 @@ TEST(ConnectionAddress, ConvertsHostAndPort) {
 }
 
 TEST(ConnectionAddress, SwitchesASocketBetweenWaitingAndNot) {
-    StreamPair pair;
+    SocketPair pair;
     EXPECT_TRUE(SetSocketBlockingFlag(pair.client, true));
     sendAll(pair.server, "x");
     char byte = 0;

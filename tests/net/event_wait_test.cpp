@@ -69,7 +69,7 @@ TEST(EventWait, APollerCarriesAConversationAndLosesClosedConnectionsByItself) {
     EXPECT_TRUE(poller.add(host.listener.GetEventHandle(), &host.listener));
     EXPECT_TRUE(poller.add(host.client.GetEventHandle(), &host.client));
     EXPECT_FALSE(poller.add(host.client.GetEventHandle(), &host.client));
-    const std::string big(300000, 'b');
+    const std::string big(6000000, 'b');
     bool joined = false;
     bool spoken = false;
     for (int i = 0; i < 10000 && host.server.messages.empty(); ++i) {
