@@ -90,7 +90,7 @@ def compare(row, medians):
     theirs, peer = min((medians[beside, name, variant], name) for name in peers if (beside, name, variant) in medians)
     ratio, judge, word = JUDGES[kind]
     value = ratio(mine, theirs)
-    goal = ("", "") if wanted is None else (f"{word} {wanted}", verdict(judge(value, wanted)))
+    goal = ("", "") if wanted is None else (f"{word} {wanted}", verdict(judge(round(value, 2), wanted)))
     return (subject, show_time(mine), f"{peer} {show_time(theirs)}", f"{value:.2f} {kind}", *goal)
 
 

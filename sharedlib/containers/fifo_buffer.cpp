@@ -3,6 +3,24 @@
 
 #include <algorithm>
 
+namespace {
+
+// Beyond 2 KB and a little, C libraries copy with a string instruction, which some processors run four to fifteen times
+// slower when the target stands a little behind the source within their pages. Shorter pieces never meet it.
+constexpr std::int32_t kCopyPiece = 2048;
+
+void copyBytes(char* to, const char* from, std::int32_t length) {
+    while (length > 0) {
+        const std::int32_t piece = std::min(length, kCopyPiece);
+        std::copy_n(from, piece, to);
+        to += piece;
+        from += piece;
+        length -= piece;
+    }
+}
+
+} // namespace
+
 CFifoBuffer::~CFifoBuffer() {
     CFifoBuffer::clear();
 }
@@ -118,7 +136,7 @@ void CFifoBuffer::fill(BufferBundle** current, BufferRun run) {
         }
         BufferBundle& block = **current;
         const std::int32_t part = std::min(roomIn(block), run.length);
-        std::memcpy(block.data() + writePosition(block), run.data, static_cast<std::size_t>(part));
+        copyBytes(block.data() + writePosition(block), run.data, part);
         block.used += part;
         run.data += part;
         run.length -= part;
