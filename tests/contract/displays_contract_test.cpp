@@ -58,11 +58,12 @@ public:
         words.insert(words.end(), options.begin(), options.end());
         m_process = start(words, pipeEnds[0]);
         close(pipeEnds[1]);
-        std::array<char, 16> text{};
-        // The server writes its number when it is ready; the pipe just ends when it does not start.
-        ssize_t const length = read(pipeEnds[0], text.data(), text.size() - 1);
+        // The server writes its number and a line feed when it is ready; without one, it did not start.
+        char digit = '\0';
+        while (read(pipeEnds[0], &digit, 1) == 1 && digit != '\n') {
+            m_number += digit;
+        }
         close(pipeEnds[0]);
-        m_number = length > 0 ? std::to_string(std::atoi(text.data())) : "";
     }
     ~VirtualDisplay() { stop(); }
     VirtualDisplay(VirtualDisplay const&) = delete;
@@ -74,10 +75,9 @@ public:
     void signal(int number) const { kill(m_process, number); }
     void stop() {
         if (m_process > 0) {
-            kill(m_process, SIGKILL);
+            kill(m_process, SIGTERM);
+            kill(m_process, SIGCONT);
             waitpid(m_process, nullptr, 0);
-            std::filesystem::remove("/tmp/.X11-unix/X" + m_number);
-            std::filesystem::remove("/tmp/.X" + m_number + "-lock");
         }
         m_process = -1;
     }
