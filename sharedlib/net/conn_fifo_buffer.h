@@ -3,6 +3,7 @@
 #include "sharedlib/containers/fifo_buffer.h"
 #include "sharedlib/export.h"
 #include <cstdint>
+#include <cstring>
 
 class CConnection;
 
@@ -13,6 +14,24 @@ class SHAREDLIB_API CConnFifoBuffer : public CFifoBuffer {
 public:
     /// Names the connection that warnings speak of; it outlives the queue's use. Null leaves warnings nameless.
     void setConn(CConnection* conn) { m_conn = conn; }
+    /// Appends `first` and then `second`, both or nothing, as `appendRuns` does. Lengths are not negative.
+    bool appendPair(BufferRun first, BufferRun second) {
+        BufferBundle* const last = m_tail != nullptr ? m_tail : m_head;
+        const std::int64_t total = std::int64_t{first.length} + second.length;
+        if (last != nullptr && total <= INT32_MAX - m_byteCount) {
+            const std::int32_t end = last->used + (last == m_head ? m_readOffset : 0);
+            if (total <= last->capacity - end) {
+                char* const target = last->data() + end;
+                std::memcpy(target, first.data, static_cast<std::size_t>(first.length));
+                std::memcpy(target + first.length, second.data, static_cast<std::size_t>(second.length));
+                last->used += static_cast<std::int32_t>(total);
+                m_byteCount += static_cast<std::int32_t>(total);
+                return true;
+            }
+        }
+        const BufferRun runs[] = {first, second};
+        return appendRuns(runs, 2);
+    }
 
 protected:
     BufferBundle* appendBundle(BufferBundle* after) override;

@@ -24,12 +24,57 @@ enum class CConnection::FrameResult {
     Gone
 };
 
+/// Measures the handler's message calls of one pass. Each call counts its whole milliseconds, so a run of calls that
+/// together take less than one counts nothing: while calls are quick, the counter is read once for a run of them.
+class MessageTimer {
+public:
+    explicit MessageTimer(std::int64_t now) : m_lastEnd(now) {}
+
+    /// A call begins; `alone` makes it a run of its own.
+    void begin(bool alone) {
+        if (alone) {
+            m_runLength = 1;
+        }
+        if (m_left == 0) {
+            m_left = m_runLength;
+            m_runStart = m_runLength == 1 ? platform::performanceCounter() : m_lastEnd;
+        }
+    }
+    /// The call has ended: milliseconds to count now.
+    std::uint32_t end() { return --m_left == 0 ? finish() : 0; }
+    /// The pass ends: milliseconds that are still to count.
+    std::uint32_t flush() { return m_left == 0 ? 0 : finish(); }
+    /// When the last run ended.
+    [[nodiscard]] std::int64_t lastEnd() const { return m_lastEnd; }
+
+private:
+    static constexpr int kLongestRun = 16;
+    static constexpr std::uint64_t kQuickShare = 64;
+
+    std::uint32_t finish() {
+        const std::int64_t now = platform::performanceCounter();
+        // Judged with all that lay between the runs, so that no slow size check is taken for the handler's time.
+        const bool quick =
+            now - m_lastEnd < static_cast<std::int64_t>(FrameEventLogger::ticksPerMillisecond() / kQuickShare);
+        m_runLength = quick ? std::min(2 * m_runLength, kLongestRun) : 1;
+        m_left = 0;
+        m_lastEnd = now;
+        return wholeMilliseconds(now - m_runStart);
+    }
+
+    std::int64_t m_lastEnd;
+    std::int64_t m_runStart = 0;
+    int m_runLength = 1;
+    int m_left = 0;
+};
+
 /// One pass over the buffered bytes.
 struct CConnection::InboundPass {
     explicit InboundPass(CConnection& conn) : guard(conn.m_guards, conn.m_generation, DeletionGuard::Pass::Inbound) {}
 
     DeletionGuard guard;
     std::int64_t start = platform::performanceCounter();
+    MessageTimer timer{start};
     std::uint32_t messages = 0;
 };
 
@@ -105,6 +150,7 @@ void CConnection::ProcessInboundData() {
     if (pass.guard.deleted()) {
         return;
     }
+    m_processTime += pass.timer.flush();
     m_maxReadEventsPerFrame = std::max(m_maxReadEventsPerFrame, pass.messages);
     if (result == FrameResult::Gone) {
         return;
@@ -173,9 +219,17 @@ CConnection::FrameResult CConnection::deliverFrame(InboundPass& pass, std::uint6
     const char* const body = m_inbound->data() + m_inboundReadPos + headerSize;
     // Taken off before the call, so that nothing the handler does makes this frame come again.
     consumeInbound(headerSize + bodySize);
-    callHandler(body, static_cast<unsigned long>(bodySize), pass.guard);
-    if (pass.guard.deleted()) {
-        return FrameResult::Gone;
+    if (!m_ignorePackets) {
+        // A line or the budget looks at the time between two messages.
+        pass.timer.begin(hasBudget() || log_gate::openLogger(LogSev_Info, Log::Network) != nullptr);
+        if (m_handler != nullptr) {
+            m_handler->HandleMessage(this, body, static_cast<unsigned long>(bodySize));
+        }
+        const std::uint32_t spent = pass.timer.end();
+        if (pass.guard.deleted()) {
+            return FrameResult::Gone;
+        }
+        m_processTime += spent;
     }
     m_bytesReceived += static_cast<std::uint32_t>(headerSize + bodySize);
     ++m_messagesReceived;

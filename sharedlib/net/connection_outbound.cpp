@@ -61,9 +61,7 @@ void CConnection::queueFrame(unsigned long size, const char* data) {
         return;
     }
     const stream_frame::Header header = stream_frame::makeHeader(static_cast<std::uint32_t>(size));
-    const std::array<BufferRun, 2> runs{BufferRun{header.bytes.data(), header.size},
-                                        BufferRun{data, static_cast<int>(size)}};
-    if (m_outbound.appendRuns(runs.data(), static_cast<int>(runs.size()))) {
+    if (m_outbound.appendPair({header.bytes.data(), header.size}, {data, static_cast<int>(size)})) {
         m_bytesSent += static_cast<std::uint32_t>(size) + static_cast<std::uint32_t>(header.size);
         ++m_messagesSent;
     }
