@@ -24,15 +24,17 @@ CallStats takeCallStats() {
     return stats;
 }
 
-void printLine(int second, const ServerStatus& status, const Traffic& traffic) {
+void printLine(int second, const ServerStatus& status, const CallStats& calls) {
+    const Traffic& traffic = status.traffic;
     std::printf("%3d s: %zu players, %zu connections, calls %llu in %llu out, messages %llu in %llu out, "
                 "%.2f MB in %.2f MB out, lag %.0f/%.0f/%.0f ms, frame %.2f/%.2f/%.2f ms, %llu bytes queued, "
-                "%llu warnings\n",
+                "slowest %s %.3f ms, busiest %s %ld, %llu warnings\n",
                 second, status.players, status.connections, number(traffic.callsIn), number(traffic.callsOut),
                 number(traffic.messagesIn), number(traffic.messagesOut), inMegabytes(traffic.bytesIn),
                 inMegabytes(traffic.bytesOut), status.lagMs.median, status.lagMs.p99, status.lagMs.maximum,
                 status.frameMs.median, status.frameMs.p99, status.frameMs.maximum, number(status.queuedBytes),
-                number(Host::logged().warnings));
+                calls.slowestName.c_str(), static_cast<double>(calls.slowestAverageMs), calls.busiestName.c_str(),
+                calls.busiestCount, number(Host::logged().warnings));
 }
 
 } // namespace
@@ -41,15 +43,14 @@ Screen::Screen() : m_isTerminal(isatty(STDOUT_FILENO) != 0) {
 }
 
 void Screen::show(unsigned short port, int second, int seconds, const ServerStatus& status) {
-    const Traffic traffic = status.traffic - m_lastTraffic;
-    m_lastTraffic = status.traffic;
     ServerStatus lastSecond = status;
-    lastSecond.traffic = traffic;
+    lastSecond.traffic = status.traffic - m_lastTraffic;
+    m_lastTraffic = status.traffic;
     const CallStats calls = takeCallStats();
     if (m_isTerminal) {
         drawTable(port, second, seconds, lastSecond, calls);
     } else {
-        printLine(second, lastSecond, traffic);
+        printLine(second, lastSecond, calls);
     }
     std::fflush(stdout);
 }
@@ -59,7 +60,9 @@ void Screen::drawTable(unsigned short port, int second, int seconds, const Serve
     const Traffic& traffic = status.traffic;
     const LogCount& log = Host::logged();
     // Up to where the last table began, then every line up to its end is written anew.
-    std::printf("\r\033[%dA", m_linesDrawn);
+    if (m_linesDrawn > 0) {
+        std::printf("\r\033[%dA", m_linesDrawn);
+    }
     const char* end = "\033[K\n";
     std::printf("  arena on port %u, second %d of %d%s", port, second, seconds, end);
     std::printf("  players    %8zu playing   %8zu connections %8zu left in order%s", status.players, status.connections,
@@ -74,7 +77,7 @@ void Screen::drawTable(unsigned short port, int second, int seconds, const Serve
     std::printf("    frame    %8.2f   %8.2f   %8.2f   of %d%s", status.frameMs.median, status.frameMs.p99,
                 status.frameMs.maximum, 1000 / ArenaServer::kFramesPerSecond, end);
     std::printf("  queued     %8llu bytes%s", number(status.queuedBytes), end);
-    std::printf("  slowest    %8s   %.3f ms a call on average%s", calls.slowestName.c_str(),
+    std::printf("  slowest    %8s   %.3f ms a call on average, counting whole ms%s", calls.slowestName.c_str(),
                 static_cast<double>(calls.slowestAverageMs), end);
     std::printf("  busiest    %8s   %ld calls%s", calls.busiestName.c_str(), calls.busiestCount, end);
     std::printf("  warnings   %8llu   %.60s%s", number(log.warnings), log.lastWarning.c_str(), end);
