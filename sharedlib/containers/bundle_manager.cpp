@@ -18,6 +18,8 @@ const BundleManagerCloser s_closer;
 
 } // namespace
 
+CBundleManager* CBundleManager::s_instance = nullptr;
+
 CBundleManager::~CBundleManager() {
     clear();
 }
@@ -28,14 +30,6 @@ void CBundleManager::init() {
     pool->m_bundleSize = 0;
     pool->m_totalCount = 0;
     pool->m_freeCount = 0;
-}
-
-// The pool is never destroyed: a static queue that dies after the library's own static objects still gives its blocks
-// back.
-CBundleManager* CBundleManager::getInstance() {
-    alignas(CBundleManager) static unsigned char s_memory[sizeof(CBundleManager)];
-    static auto* const s_pool = new (s_memory) CBundleManager;
-    return s_pool;
 }
 
 BufferBundle* CBundleManager::getBundle(int size) {
@@ -85,6 +79,14 @@ void CBundleManager::deallocBundle(BufferBundle* bundle) {
     ::operator delete(bundle);
     --m_totalCount;
     --m_freeCount;
+}
+
+// The pool is never destroyed: a static queue that dies after the library's own static objects still gives its blocks
+// back.
+CBundleManager* CBundleManager::makeInstance() {
+    alignas(CBundleManager) static unsigned char s_memory[sizeof(CBundleManager)];
+    s_instance = new (s_memory) CBundleManager;
+    return s_instance;
 }
 
 void CBundleManager::close() {

@@ -4,8 +4,9 @@
 
 #include <cstdint>
 
-/// One block of a byte queue: this header and, right behind it in the same allocation, `capacity` bytes of payload.
-struct BufferBundle {
+/// One block of a byte queue: this header and, right behind it in the same allocation, `capacity` bytes of payload,
+/// which are aligned as well as the heap aligns anything: whole blocks are copied faster that way.
+struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) BufferBundle {
     /// The following block in a queue or among the pooled blocks of the same size; null at the end.
     BufferBundle* next = nullptr;
     /// Only in the first pooled block of its size: the first pooled block of another size.
@@ -35,7 +36,7 @@ public:
     /// forgotten.
     static void init();
     /// The one pool. It may be used at any time, also by static objects that outlive the library's own.
-    static CBundleManager* getInstance();
+    static CBundleManager* getInstance() { return s_instance != nullptr ? s_instance : makeInstance(); }
 
     /// An empty block of `size` bytes, pooled or fresh, which the caller gives back with `returnBundle`. Null when
     /// `size` is 0 or less or memory runs out. Records `size` as the bundle size in every case.
@@ -62,6 +63,7 @@ protected:
 private:
     friend struct BundleManagerCloser;
 
+    static CBundleManager* makeInstance();
     void close();
     BufferBundle** findSize(std::int32_t size);
     BufferBundle* unlinkFirst(BufferBundle** first);
@@ -71,4 +73,5 @@ private:
     std::int32_t m_totalCount = 0;
     std::int32_t m_freeCount = 0;
     bool m_closed = false;
+    static CBundleManager* s_instance;
 };

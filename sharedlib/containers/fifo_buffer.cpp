@@ -96,6 +96,28 @@ void CFifoBuffer::recycleFirstBundle() {
     CBundleManager::getInstance()->returnBundle(block);
 }
 
+// Appends what the last block has no room for.
+void CFifoBuffer::appendBlocks(const char* data, int length) {
+    if (m_head == nullptr && length > 0) {
+        // Most appends find a queue that the last write pass has emptied, and need one block.
+        BufferBundle* const block = appendBundle(nullptr);
+        if (block == nullptr) {
+            return;
+        }
+        m_readOffset = 0;
+        if (length <= block->capacity) {
+            std::memcpy(block->data(), data, static_cast<std::size_t>(length));
+            block->used = length;
+            m_byteCount = length;
+            return;
+        }
+    }
+    const BufferRun run{data, length};
+    if (!appendRuns(&run, 1) && m_head != nullptr && m_head->used == 0) {
+        dropBlocksBehind(nullptr);
+    }
+}
+
 // Links as many blocks behind the last one as `total` bytes need, or none.
 bool CFifoBuffer::reserve(std::int64_t total) {
     BufferBundle* const last = m_tail != nullptr ? m_tail : m_head;

@@ -32,8 +32,7 @@ public:
             m_byteCount += length;
             return;
         }
-        const BufferRun run{static_cast<const char*>(data), length};
-        appendRuns(&run, 1);
+        appendBlocks(static_cast<const char*>(data), length);
     }
     /// Appends `count` runs one after the other, all of them or, as for `append`, nothing. A run of 0 bytes is allowed;
     /// one of negative length refuses the whole. Returns whether the bytes were queued (true when there were none).
@@ -97,6 +96,7 @@ private:
         return block.used + (&block == m_head ? m_readOffset : 0);
     }
     std::int32_t roomIn(const BufferBundle& block) const { return block.capacity - writePosition(block); }
+    void appendBlocks(const char* data, int length);
     bool reserve(std::int64_t total);
     void dropBlocksBehind(BufferBundle* last);
     void fill(BufferBundle** current, BufferRun run);

@@ -23,11 +23,14 @@ void CPackedData::copy(const CPackedData& other) {
                       static_cast<int>(length));
         return;
     }
-    empty();
     if (length != 0) {
         std::memmove(writeData(), other.readData(), length);
     }
-    m_usedSize = length;
+    m_getIndex = 0;
+    m_debug = false;
+    m_md5 = false;
+    m_readError = false;
+    moveTo({0, length});
 }
 
 void CPackedData::setPutIndex(unsigned long index) {
@@ -43,7 +46,7 @@ void CPackedData::testPutGrowth(int length) {
     if (length < 0) {
         return;
     }
-    const std::uint64_t end = std::uint64_t{m_putIndex} + static_cast<std::uint32_t>(length);
+    const std::uint64_t end = std::uint64_t{position().put} + static_cast<std::uint32_t>(length);
     if (!canWrite()) {
         moveTo({m_putIndex, static_cast<std::uint32_t>(std::min<std::uint64_t>(end, Buffer::size()))});
     } else if (makeRoom(static_cast<std::uint32_t>(length))) {
@@ -64,6 +67,7 @@ void CPackedData::moveTo(Position position) {
 // Makes `length` bytes at the put index writable, growing in steps of at least 1024 bytes. False for a view, for a
 // message that would become too long, and when memory runs out.
 bool CPackedData::makeRoom(std::uint32_t length) {
+    settle();
     const std::uint64_t end = std::uint64_t{m_putIndex} + length;
     if (!canWrite() || end > kMaxSize) {
         return false;

@@ -21,6 +21,7 @@ public:
     /// An empty message that owns `capacity` bytes of storage (none for a negative capacity).
     explicit CPackedData(int capacity) : Buffer(capacity > 0 ? static_cast<unsigned int>(capacity) : 0U) {
         ++s_packetCount;
+        startMessage();
     }
     /// A read-only view of the `length` bytes at `data` (none for a negative length), positioned at their start. The
     /// caller keeps the bytes alive; they are neither copied nor freed.
@@ -40,14 +41,12 @@ public:
     void copy(const CPackedData& other);
     /// Becomes an empty message with all flags clear; the storage remains.
     void empty() {
-        m_putIndex = 0;
-        m_getIndex = 0;
-        m_usedSize = 0;
-        m_writeLimit = {};
-        m_readLimit = {};
-        m_debug = false;
-        m_md5 = false;
-        m_readError = false;
+        // What a writer that is used again and again has not changed need not be set.
+        if (m_writeLimit.plain == 0 || m_getIndex != 0 || m_md5 || m_readError) {
+            return restart();
+        }
+        *writeData() = 0;
+        m_putIndex = 1;
     }
 
     /// \name Writers
@@ -83,7 +82,7 @@ public:
     /// skipped over are 0.
     void setPutIndex(unsigned long index);
     /// The offset of the next write.
-    int GetPutIndex() const { return static_cast<int>(m_putIndex); }
+    int GetPutIndex() const { return static_cast<int>(untouched() ? 0 : m_putIndex); }
     /// Makes room for `length` bytes at the put index and lets the message end behind them; those that were no part of
     /// it before are 0. A view takes no more than it has. A negative length does nothing.
     void testPutGrowth(int length);
@@ -98,7 +97,12 @@ public:
     /// Whether values carry type tags; for a message being read, known once its header has been read.
     bool isDebug() const { return m_debug; }
     /// Says whether the message ends in a digest. On the wire it holds when set before the first write.
-    void useMD5Checksum(bool use) { m_md5 = use; }
+    void useMD5Checksum(bool use) {
+        m_md5 = use;
+        if (untouched()) {
+            *writeData() = static_cast<char>(header());
+        }
+    }
     /// Whether the message ends in a digest; for a message being read, known once its header has been read.
     bool hasMD5Checksum() const { return m_md5; }
 
@@ -254,25 +258,55 @@ private:
         std::uint32_t used;
     };
 
-    std::uint32_t used() const { return m_writeLimit.plain + m_writeLimit.tagged != 0 ? m_putIndex : m_usedSize; }
+    bool writingOn() const { return m_writeLimit.plain + m_writeLimit.tagged != 0; }
+    // A message that is being written on but holds nothing yet: its header byte is laid out in advance, so that the
+    // first value takes the straight line too. To everybody else its put index and size are still 0.
+    bool untouched() const { return m_putIndex == 1 && writingOn(); }
+    std::uint32_t used() const { return writingOn() ? (m_putIndex != 1 ? m_putIndex : 0) : m_usedSize; }
     bool remains(std::uint32_t length) const { return std::uint64_t{m_getIndex} + length <= used(); }
+    std::uint8_t header() const { return static_cast<std::uint8_t>((m_md5 ? 2 : 0) | (m_debug ? 1 : 0)); }
 
     // Leaves the straight lines of reading and writing, or enters that of reading when the get index allows it.
     void settle() const {
-        m_usedSize = used();
-        m_writeLimit = {};
+        if (writingOn()) {
+            m_putIndex = m_usedSize = used();
+            m_writeLimit = {};
+        }
         m_readLimit = {};
         if (m_getIndex != 0 && m_getIndex <= m_usedSize) {
             (m_debug ? m_readLimit.tagged : m_readLimit.plain) = m_usedSize + 1;
         }
     }
+    void restart() {
+        m_getIndex = 0;
+        m_readLimit = {};
+        m_debug = false;
+        m_md5 = false;
+        m_readError = false;
+        startMessage();
+    }
+    // An empty message without flags; the next value may take the straight line.
+    void startMessage() {
+        m_putIndex = 0;
+        m_usedSize = 0;
+        m_writeLimit = {};
+        if (canWrite() && Buffer::size() != 0) {
+            *writeData() = 0;
+            m_putIndex = 1;
+            m_writeLimit.plain = storageLimit();
+        }
+    }
     // The message ends at `end` after a write, and the next one may take the straight line.
     void wroteTo(std::uint32_t end) {
         m_putIndex = end;
+        m_usedSize = end;
+        if (end == 1) {
+            return settle();
+        }
         m_readLimit = {};
-        (m_debug ? m_writeLimit.tagged : m_writeLimit.plain) =
-            (Buffer::size() < kMaxSize ? Buffer::size() : kMaxSize) + 1;
+        (m_debug ? m_writeLimit.tagged : m_writeLimit.plain) = storageLimit();
     }
+    std::uint32_t storageLimit() const { return (Buffer::size() < kMaxSize ? Buffer::size() : kMaxSize) + 1; }
     void moveGetTo(std::uint64_t index) const {
         // Stops at the largest index instead of beginning again at 0.
         m_getIndex = index < UINT32_MAX ? static_cast<std::uint32_t>(index) : UINT32_MAX;
@@ -319,9 +353,11 @@ private:
     std::uint64_t takeRare(std::uint32_t size, Tag tag) const;
     std::uint64_t takePlain(std::uint32_t size, Tag tag) const;
 
-    Position position() const { return {m_putIndex, used()}; }
+    Position position() {
+        settle();
+        return {m_putIndex, m_usedSize};
+    }
     void moveTo(Position position);
-    std::uint8_t header() const { return static_cast<std::uint8_t>((m_md5 ? 2 : 0) | (m_debug ? 1 : 0)); }
     bool beginValue(Tag tag);
     bool makeRoom(std::uint32_t length);
     bool putBytes(std::uint64_t value, std::uint32_t size);
@@ -336,7 +372,7 @@ private:
     void noteReadError() const;
     void displayData() const;
 
-    std::uint32_t m_putIndex = 0;
+    mutable std::uint32_t m_putIndex = 0;
     mutable std::uint32_t m_getIndex = 0;
     // Bytes of the message while both write limits are 0.
     mutable std::uint32_t m_usedSize = 0;

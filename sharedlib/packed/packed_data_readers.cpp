@@ -7,8 +7,18 @@
 
 namespace {
 
-// The text in `length` bytes, which ends early at a zero byte.
+constexpr std::size_t kWord = sizeof(std::uint64_t);
+
+bool hasZeroByte(std::uint64_t word) {
+    return ((word - 0x0101010101010101U) & ~word & 0x8080808080808080U) != 0;
+}
+
+// The text in `length` bytes, which ends early at a zero byte. Names and the like are looked through as two words.
 inline std::string textOf(const char* bytes, std::size_t length) {
+    if (length >= kWord && length <= 2 * kWord && !hasZeroByte(little_endian::load<std::uint64_t>(bytes)) &&
+        !hasZeroByte(little_endian::load<std::uint64_t>(bytes + length - kWord))) {
+        return {bytes, length};
+    }
     const void* const zero = std::memchr(bytes, 0, length);
     return {bytes, zero == nullptr ? length : static_cast<std::size_t>(static_cast<const char*>(zero) - bytes)};
 }
@@ -56,7 +66,7 @@ void CPackedData::GetData(CPackedData& destination, int length) {
     } else if (destination.canWrite() && destination.used() < size) {
         std::memset(destination.writeData() + destination.used(), 0, size - destination.used());
     }
-    destination.moveTo({destination.m_putIndex, size});
+    destination.moveTo({destination.position().put, size});
 }
 
 void CPackedData::SkipData(int length) const {

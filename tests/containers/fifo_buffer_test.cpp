@@ -157,13 +157,18 @@ TEST(FifoBuffer, MemoryRunningOutLeavesNothingHalfQueued) {
             const int blocks = queue.getBundleCount();
             const int total = CBundleManager::getInstance()->getTotalBundleCount();
             const BufferRun runs[] = {{bytes.data(), 2}, {bytes.data() + 2, 5 * 48 - 2}};
-            {
+            for (const bool asRuns : {false, true}) {
+                CBundleManager::getInstance()->clear();
                 const FailingAlloc scarce(fail);
-                EXPECT_FALSE(queue.appendRuns(runs, 2));
+                if (asRuns) {
+                    EXPECT_FALSE(queue.appendRuns(runs, 2));
+                } else {
+                    queue.append(bytes.data(), 5 * 48);
+                }
                 EXPECT_TRUE(scarce.failed());
+                EXPECT_TRUE(queue.isConsistent());
+                EXPECT_EQ(queue.getByteCount(), standing);
             }
-            EXPECT_TRUE(queue.isConsistent());
-            EXPECT_EQ(queue.getByteCount(), standing);
             EXPECT_EQ(queue.getBundleCount(), blocks);
             EXPECT_EQ(CBundleManager::getInstance()->getTotalBundleCount(), total + fail - 1);
             EXPECT_TRUE(queue.appendRuns(runs, 2));
