@@ -10,19 +10,17 @@ namespace {
 constexpr int kLargestPowerOfTwo = 8192;
 
 // What repeated single-precision subtraction of `limit` leaves of a finite `angle`, rounding included: at most `limit`.
-// Within one power of two every step is the same number, so nearly all steps there are taken in one leap; that makes
-// a few steps for each of the 24 powers of two in which a step still has an effect.
+// Within one power of two every further step is the same number (ties too: the first one made the angle even), so
+// nearly all steps there are taken in one leap. Steps have an effect up to 24 powers of two above `limit`.
 float subtractWhileAbove(float angle, float limit) {
     while (angle > limit) {
-        float const previous = angle;
         angle -= limit;
-        if (angle == previous) {
+        double const step = static_cast<double>(angle) - static_cast<double>(angle - limit);
+        if (step == 0.0) {
             return std::fmod(angle, limit);
         }
-        int const power = std::ilogb(angle);
-        double const step = static_cast<double>(angle) - static_cast<double>(angle - limit);
-        double const lowest = std::max(std::ldexp(1.0, power), static_cast<double>(limit)) + step;
-        if (std::ilogb(previous) == power && angle > lowest) {
+        double const lowest = std::max(std::ldexp(1.0, std::ilogb(angle)), static_cast<double>(limit)) + step;
+        if (angle > lowest) {
             angle = static_cast<float>(angle - step * std::floor((angle - lowest) / step));
         }
     }

@@ -76,6 +76,7 @@ TEST(GameMath, ValidateRotationEndsForEveryInput) {
     EXPECT_TRUE(huge >= 0.0F && huge <= 360.0F);
     float const tinySteps = validated(-std::numeric_limits<float>::max(), std::numeric_limits<float>::denorm_min());
     EXPECT_EQ(tinySteps, 0.0F);
+    EXPECT_EQ(validated(33554444.0F, 2.0F), 0.0F) << "the first step has an effect, the second has none";
     EXPECT_EQ(validated(kInfinity, 180.0F), kInfinity);
     EXPECT_EQ(validated(500.0F, kInfinity), 500.0F);
     EXPECT_TRUE(std::isnan(validated(kNan, 180.0F)));
