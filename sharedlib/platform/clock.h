@@ -6,9 +6,12 @@ namespace platform {
 
 /// Ticks of the high-resolution counter: monotonic, sub-microsecond, a few nanoseconds to read. Any thread.
 std::int64_t performanceCounter();
+/// The same ticks for a stretch that one thread measures, at half the cost: a reading may lie a few nanoseconds before
+/// one that another thread has handed over, and two of a thread may be in the wrong order by as much. Any thread.
+std::int64_t stretchCounter();
 /// Ticks per second of `performanceCounter`, constant while the process runs; 0 when the system has no such counter.
 std::int64_t performanceFrequency();
-/// Milliseconds of a monotonic clock, cut to 32 bits.
+/// Milliseconds of a monotonic clock, cut to 32 bits, in steps of up to 16.
 std::uint32_t tickCountMs();
 /// Seconds since 1970 of the system's adjustable wall clock.
 std::int64_t systemSeconds();

@@ -4,6 +4,7 @@
 #include "sharedlib/log/gate.h"
 #include "sharedlib/net/connection.h"
 #include "sharedlib/packed/packed_data.h"
+#include "sharedlib/platform/clock.h"
 #include "sharedlib/rpc/rpc_mgr.h"
 
 namespace {
@@ -33,18 +34,21 @@ public:
         if (log_gate::openLogger(LogSev_Info, Log::Pulse) != nullptr) {
             m_name = rpc.GetName();
         }
-        m_start = FrameEventLogger::readCounter();
+        m_start = platform::stretchCounter();
     }
     CallTimer(const CallTimer&) = delete;
     CallTimer& operator=(const CallTimer&) = delete;
     ~CallTimer() {
-        const std::int64_t elapsed = FrameEventLogger::readCounter() - m_start;
+        const std::int64_t elapsed = platform::stretchCounter() - m_start;
         addToRecord(elapsed);
         logSlowCall(elapsed);
     }
 
 private:
     void addToRecord(std::int64_t elapsed) const {
+        if (elapsed < static_cast<std::int64_t>(FrameEventLogger::ticksPerMillisecond() / 2)) {
+            return;
+        }
         // The body may have reset the statistics or replaced the manager: only the one that started the call counts it.
         if (sm_pRpcMgr == nullptr || sm_pRpcMgr->m_buildNumber != m_buildNumber) {
             return;
@@ -68,8 +72,10 @@ private:
 
 void CRpcMgr::CallFunction(Kest::Orv::orvContextObj* context, CConnection* connection, CPackedData& arguments,
                            unsigned long id) {
-    const int index = FindRpcIndex(id);
+    const int index = searchIndex(static_cast<std::uint32_t>(id));
     if (!hasIdAt(index, static_cast<std::uint32_t>(id))) {
+        // Only to log what is missing.
+        FindRpcIndex(id);
         return;
     }
     CRpc* rpc = m_rpcTable[static_cast<std::size_t>(index)];

@@ -11,11 +11,12 @@ using RpcSendMessageHook = void (*)(CConnection* connection, CPackedData& messag
 /// Hands an object-routed call message to the dispatch path; the two numbers are the host's routing data.
 using RpcDispatchMessageHook = void (*)(std::int64_t object, std::uint32_t route, CPackedData* message);
 
-/// The hooks, null until `CRpcMgr::RegisterSendMessage` and `RegisterDispatchMessage` set them; the library never
-/// clears them. Pumping thread only.
+/// The host's send function; null until `CRpcMgr::RegisterSendMessage` sets it. Pumping thread only.
 extern SHAREDLIB_API RpcSendMessageHook fptr_SendMessageFunction;
+/// The host's dispatch function; null until `CRpcMgr::RegisterDispatchMessage` sets it. Pumping thread only.
 extern SHAREDLIB_API RpcDispatchMessageHook fptr_DispatchMessageFunction;
 
-/// Call the hook with the same arguments; without a hook the message is dropped silently.
+/// Calls the send function with the same arguments; while there is none the message is dropped silently.
 SHAREDLIB_API void Rpc_SendMessageFunction(CConnection* connection, CPackedData& message);
+/// Calls the dispatch function with the same arguments; while there is none the message is dropped silently.
 SHAREDLIB_API void Rpc_DispatchMessageFunction(std::int64_t object, std::uint32_t route, CPackedData* message);

@@ -6,6 +6,7 @@
 #include "sharedlib/packed/packed_data.h"
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 #include <utility>
 
 CRpcMgr* CRpcMgr::sm_pRpcMgr = nullptr;
@@ -52,6 +53,28 @@ void CRpcMgr::InitRpcList() {
     for (const CRpc* rpc : m_rpcTable) {
         m_ids.push_back(rpc->GetId());
     }
+    indexIds();
+}
+
+void CRpcMgr::indexIds() {
+    if (m_ids.empty()) {
+        return;
+    }
+    m_lowestId = m_ids.front();
+    while ((m_ids.back() - m_lowestId) >> m_regionShift >= kRegions) {
+        ++m_regionShift;
+    }
+    std::array<std::uint32_t, kRegions> ends{};
+    for (const std::uint32_t id : m_ids) {
+        ++ends[(id - m_lowestId) >> m_regionShift];
+    }
+    m_regionSize = *std::max_element(ends.begin(), ends.end());
+    std::partial_sum(ends.begin(), ends.end(), ends.begin());
+    // A search may look at entries before its region, but at none behind the last.
+    const auto lastStart = static_cast<std::uint32_t>(m_ids.size() - m_regionSize);
+    for (std::size_t region = 1; region < kRegions; ++region) {
+        m_regionStarts[region] = std::min(ends[region - 1], lastStart);
+    }
 }
 
 void CRpcMgr::Register(CRpc* rpc) {
@@ -90,19 +113,6 @@ bool CRpcMgr::ParseTable(CPackedData& in) {
     return true;
 }
 
-int CRpcMgr::searchIndex(std::uint32_t id) const {
-    // A lower bound whose only branch is the loop's: identifiers of calls follow no pattern that a processor could
-    // guess.
-    const std::uint32_t* base = m_ids.data();
-    std::size_t count = m_ids.size();
-    while (count > 1) {
-        const std::size_t half = count / 2;
-        base += static_cast<std::size_t>(base[half - 1] < id) * half;
-        count -= half;
-    }
-    return static_cast<int>(base - m_ids.data());
-}
-
 int CRpcMgr::FindRpcIndex(unsigned long id) {
     const auto wanted = static_cast<std::uint32_t>(id);
     const int index = searchIndex(wanted);
@@ -111,11 +121,6 @@ int CRpcMgr::FindRpcIndex(unsigned long id) {
         return 0;
     }
     return index;
-}
-
-bool CRpcMgr::hasIdAt(int index, std::uint32_t id) const {
-    const auto position = static_cast<std::size_t>(index);
-    return position < m_ids.size() && m_ids[position] == id;
 }
 
 CRpc* CRpcMgr::FindRpc(unsigned long id) {

@@ -3,6 +3,7 @@
 #include "sharedlib/export.h"
 #include "sharedlib/rpc/rpc.h"
 #include "sharedlib/rpc/rpc_hooks.h"
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -83,15 +84,34 @@ private:
     };
     class CallTimer;
 
+    static constexpr std::size_t kRegions = 128;
+
     CRpcMgr();
     ~CRpcMgr();
 
     void InitRpcList();
     void Register(CRpc* rpc);
     void InitClientHash();
+    void indexIds();
     int FindRpcIndex(unsigned long id);
-    int searchIndex(std::uint32_t id) const;
-    bool hasIdAt(int index, std::uint32_t id) const;
+    int searchIndex(std::uint32_t id) const {
+        // A binary search in the identifier's region whose only branch is the loop's, and that one always goes the same
+        // way: identifiers of calls follow no pattern that a processor could guess.
+        const std::size_t region = std::min<std::size_t>((id - m_lowestId) >> m_regionShift, kRegions - 1);
+        std::size_t first = m_regionStarts[region];
+        std::size_t count = m_regionSize;
+        while (count > 1) {
+            const std::size_t half = count / 2;
+            const std::size_t mask = 0 - static_cast<std::size_t>(m_ids[first + half - 1] < id);
+            first += half & mask;
+            count -= half;
+        }
+        return static_cast<int>(first);
+    }
+    bool hasIdAt(int index, std::uint32_t id) const {
+        const auto position = static_cast<std::size_t>(index);
+        return position < m_ids.size() && m_ids[position] == id;
+    }
     RpcStats& statsAt(int index);
     int maxStatsIndex(std::uint32_t RpcStats::*value) const;
 
@@ -100,6 +120,12 @@ private:
     std::vector<RpcStats> m_stats;
     // The identifiers of m_rpcTable side by side, so that a search touches a few cache lines and no descriptor.
     std::vector<std::uint32_t> m_ids;
+    // The range of identifiers from m_lowestId on, cut into equal regions: where each one's entries begin, and a number
+    // of entries from there, the same for all, that covers them.
+    std::array<std::uint32_t, kRegions> m_regionStarts{};
+    std::size_t m_regionSize = 0;
+    std::uint32_t m_lowestId = 0;
+    int m_regionShift = 0;
     // Tells this manager from one that took its place, perhaps at the same address, while a call was running.
     std::uint64_t m_buildNumber = 0;
 };

@@ -71,7 +71,7 @@ TEST_F(RpcMgr, ShowsWhatItDigestsAtDetail) {
 
 TEST_F(RpcMgr, FindsEveryIdentifierAndNoOther) {
     std::mt19937 random(3);
-    for (const std::size_t count : {0U, 1U, 2U, 3U, 7U, 8U, 9U, 100U}) {
+    for (const std::size_t count : {0U, 1U, 2U, 3U, 7U, 8U, 9U, 100U, 1000U}) {
         CRpc::s_head = nullptr;
         std::vector<std::unique_ptr<TestRpc>> calls;
         for (std::size_t index = 0; index < count; ++index) {

@@ -35,6 +35,10 @@ std::int64_t performanceCounter() {
     return std::exchange(clock.counter, clock.counter + clock.counterStep);
 }
 
+std::int64_t stretchCounter() {
+    return performanceCounter();
+}
+
 std::int64_t performanceFrequency() {
     ++scripted::clock().frequencyReadings;
     return scripted::clock().frequency;
