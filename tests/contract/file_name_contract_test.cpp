@@ -40,7 +40,7 @@ TEST_F(FileNameContract, DrivesAndSeparatorsTurn) {
 
 TEST_F(FileNameContract, MissingNameIsFoundInAnotherCaseFolderByFolder) {
     m_folder.write("Data/World.Dir/File.TXT");
-    m_folder.write("Data/World.Dir/Longer File.txt.old");
+    m_folder.write("Data/World.Dir/FILE.TXT.old");
     EXPECT_EQ(nativePath(m_folder.library("data\\WORLD.dir\\file.txt")), m_folder.native("Data/World.Dir/File.TXT"));
     EXPECT_EQ(nativePath(m_folder.library("DATA\\New\\File")), m_folder.native("Data/New/File"));
     EXPECT_EQ(nativePath(m_folder.library("DATA\\..\\data\\.")), m_folder.native("Data/../Data/."));

@@ -76,9 +76,9 @@ TEST_F(LogFileScripted, FolderBelowTheOutputPathIsWatched) {
     line();
     m_script.expectAllCalled();
     for (const auto& [output, from, to] : std::initializer_list<std::tuple<const char*, const char*, const char*>>{
-             {"c:\\ouT", "/out/logs", "/ouT/logs"},
-             {"c:\\out\\logs", "/ouT/logs", "/out/logs/logs"},
-             {"c:\\", "/out/logs/logs", "/logs"}}) {
+             {"c:\\out\\logs", "/out/logs", "/out/logs/logs"},
+             {"c:\\ouT\\logs", "/out/logs/logs", "/ouT/logs/logs"},
+             {"c:\\", "/ouT/logs/logs", "/logs"}}) {
         m_script.scan(to + std::string("/"), "S_", kNone)
             .rename(from + std::string("/S_00001.txt"), to + std::string("/S_00001.txt"))
             .append(to + std::string("/S_00001.txt"))

@@ -45,7 +45,7 @@ public:
 
 private:
     // A line of 4,095 characters, each of them a line feed that takes two bytes on disk.
-    static constexpr std::size_t kWorstLine = 2 * 4095;
+    static constexpr std::size_t kWorstLine = std::size_t{2} * 4095;
     static constexpr std::size_t kBufferSize = 65536;
 
     [[nodiscard]] bool isFolderUnchanged() const;
