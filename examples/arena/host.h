@@ -1,5 +1,4 @@
-// examples/arena/host.h: start-up and shutdown of a process that uses the library, in the order that the library
-// expects.
+// examples/arena/host.h: start-up and shutdown of a process, in the order that the library expects.
 #pragma once
 #include "sharedlib/log/logger.h"
 #include <cstdint>
