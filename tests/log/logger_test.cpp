@@ -174,6 +174,24 @@ TEST_F(LoggerTest, LinesAreCutAtTheDocumentedLengths) {
     EXPECT_EQ(mainFile().substr(24), " " + longText.substr(0, 4094 - 25) + "\r\n");
 }
 
+TEST_F(LoggerTest, OnlyErrorsWithTheirLevelWordAreFlushedInAnyCase) {
+    m_logger.setFlushOnWrite(false);
+    m_logger.SetConditionalDateFlag(Log::Generic, false);
+    m_logger.syslog(LogSev_Warning, Log::Generic, "1");
+    EXPECT_EQ(mainFile(), "");
+    for (const LogItemSeverityLevel severity : {LogSev_Error, LogSev_Assert, LogSev_Fatal}) {
+        const std::size_t before = mainFile().size();
+        m_logger.syslog(severity, Log::Generic, "2");
+        EXPECT_GT(mainFile().size(), before);
+    }
+    const std::string flushed = mainFile();
+    m_logger.SetConditionalLevelFlag(Log::Generic, false);
+    m_logger.syslog(LogSev_Fatal, Log::Generic, "3");
+    m_logger.syslog(LogSev_Error, 500, "4");
+    m_logger.syslog(kUnknownWord, Log::Generic, "5");
+    EXPECT_EQ(mainFile(), flushed);
+}
+
 TEST_F(LoggerTest, LineOfAThreadInsideALogCallIsDroppedPerLogger) {
     static Logger other("O", "");
     other.setUseDialogs(false);
