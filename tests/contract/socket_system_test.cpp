@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <ctime>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -248,6 +249,63 @@ TEST(EventSystem, TheLastEventSelectedForASocketIsTheOneThatIsTold) {
     EXPECT_EQ(users[0], &tags[1]);
     first.close();
     EXPECT_EQ(waitForEventSet(set, users.data(), 4, 0), 1);
+    destroyEventSet(set);
+}
+
+TEST(EventSystem, ASocketThatLivesOnElsewhereTellsNothingToTheNextMember) {
+    OwnedSocket socket = bindDatagram();
+    const OwnedSocket sender = bindDatagram();
+    const Endpoint target{kLoopbackIp, portOf(socket)};
+    const OwnedSocket elsewhere(static_cast<NativeSocket>(dup(static_cast<int>(NativeSocket{socket}))));
+    EventSet* const set = createEventSet();
+    OwnedEvent event(socket, kEventRead);
+    ASSERT_TRUE(addToEventSet(set, event, set));
+    // The wrong order: now the system cannot be told that the member has left.
+    socket.close();
+    event.close();
+    const OwnedSocket quiet = bindDatagram();
+    const OwnedEvent quietEvent(quiet, kEventRead);
+    ASSERT_TRUE(addToEventSet(set, quietEvent, set));
+    ASSERT_EQ(sendDatagram(sender, "x", 1, target).count, 1);
+    void* user = nullptr;
+    EXPECT_EQ(waitForEventSet(set, &user, 1, 0), 0);
+    EXPECT_EQ(waitForEventSet(set, &user, 1, 20), 0);
+    EXPECT_EQ(enumerated(quiet, quietEvent), 0);
+    destroyEventSet(set);
+}
+
+TEST(EventSystem, AWaitWithNothingToTellSleeps) {
+    const auto processorTime = [] {
+        timespec time{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return time.tv_sec * 1'000'000'000 + time.tv_nsec;
+    };
+    const OwnedSocket writable = bindDatagram();
+    const OwnedEvent written(writable, kEventRead | kEventWrite);
+    OwnedSocket silent(SocketKind::Stream);
+    ASSERT_EQ(bindSocket(silent, {kLoopbackIp, 0}), 0);
+    const OwnedSocket refused = startConnecting(portOf(silent));
+    ConnectProgress progress;
+    ASSERT_TRUE(connectEnds(refused, progress));
+    const OwnedEvent failed(refused, kEventConnect | kEventRead | kEventWrite | kEventClose);
+    OwnedSocket closed = bindDatagram();
+    const OwnedEvent orphan(closed, kEventRead);
+    EventSet* const set = createEventSet();
+    std::array<void*, 3> handles{written, failed, orphan};
+    for (void* const handle : handles) {
+        ASSERT_TRUE(addToEventSet(set, handle, handle));
+    }
+    std::array<void*, 3> users{};
+    ASSERT_EQ(waitForEventSet(set, users.data(), 3, 1000), 2);
+    EXPECT_EQ(enumerated(writable, written), kEventWrite);
+    EXPECT_EQ(enumerated(refused, failed), kEventConnect);
+    closed.close();
+
+    constexpr unsigned long kWaitMs = 100;
+    const auto start = processorTime();
+    EXPECT_EQ(waitForEventSet(set, users.data(), 3, kWaitMs), 0);
+    EXPECT_EQ(waitForSocketEvents(handles.data(), 3, kWaitMs), -1);
+    EXPECT_LT(processorTime() - start, 5'000'000) << "of 200 ms that nothing happened";
     destroyEventSet(set);
 }
 
