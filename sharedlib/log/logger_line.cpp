@@ -122,7 +122,7 @@ void Logger::callBack(std::atomic<LogFunction> const& function, LogLine const& l
 
 void Logger::writeToFile(LogLine const& line) {
     std::lock_guard const guard(*m_lock);
-    line.file->write(line.text.data(), line.dateFlag, line.isError);
+    line.file->write({line.text.data(), line.length}, line.dateFlag, line.isError);
 }
 
 void Logger::showDialog(LogLine const& line) const {

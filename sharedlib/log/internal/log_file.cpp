@@ -122,7 +122,7 @@ int LogFile::openAs(const std::string& name, bool isNew) {
     return error;
 }
 
-void LogFile::write(char const* text, bool dateFlag, bool isError) {
+void LogFile::write(std::string_view text, bool dateFlag, bool isError) {
     openIfNeeded();
     if (!m_file.isOpen()) {
         return;
@@ -131,7 +131,7 @@ void LogFile::write(char const* text, bool dateFlag, bool isError) {
         flush();
     }
     const std::size_t room = kMaxText - (dateFlag ? appendTimeStamp() : 0);
-    appendText(std::string_view(text).substr(0, room));
+    appendText(text.substr(0, room));
     appendBytes("\r\n");
     if (mustFlush(isError)) {
         flush();

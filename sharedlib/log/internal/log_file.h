@@ -32,7 +32,7 @@ public:
     /// line reaches the file at once if `isError` or the logger says so, else when the logger's interval is over, the
     /// buffer is full, or the file is flushed or closed. What the system refuses is lost; the next line starts a line
     /// again.
-    void write(char const* text, bool dateFlag, bool isError);
+    void write(std::string_view text, bool dateFlag, bool isError);
     /// Writes what is buffered.
     void flush();
 

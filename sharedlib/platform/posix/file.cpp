@@ -103,8 +103,13 @@ int openForAppend(const char* path, File& file) {
 
 int writeAll(const File& file, std::span<const std::string_view> pieces, std::size_t& written) {
     written = 0;
+    std::size_t total = 0;
+    for (const std::string_view piece : pieces) {
+        total += piece.size();
+    }
     IoList list;
-    while (const std::size_t count = listPieces(pieces, written, list)) {
+    while (written < total) {
+        const std::size_t count = listPieces(pieces, written, list);
         const int descriptor = static_cast<int>(file.handle);
         // A gathered write takes the system longer, even with a single piece.
         const ssize_t result = count == 1 ? ::write(descriptor, list[0].iov_base, list[0].iov_len)
