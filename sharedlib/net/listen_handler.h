@@ -10,8 +10,8 @@ class CListener;
 class SHAREDLIB_API CListenHandler {
 public:
     CListenHandler() = default;
-    CListenHandler(const CListenHandler&) {}
-    CListenHandler& operator=(const CListenHandler&) { return *this; }
+    CListenHandler(const CListenHandler&) = default;
+    CListenHandler& operator=(const CListenHandler&) = default;
 
     /// `connection` is new, in state `Connected`, without a handler, and belongs to the callee, who deletes it.
     virtual void OnAccept(CListener* listener, CConnection* connection) = 0;

@@ -11,23 +11,25 @@
 namespace log_format {
 namespace {
 
-// The arguments of a format, taken one after the other.
+// A place in an argument list.
+struct ArgumentCursor {
+    va_list list;
+};
+
+// The arguments of a format, taken one after the other from a cursor that outlives this.
 class Arguments {
 public:
-    explicit Arguments(NativeArgumentList list) { va_copy(m_list, list); }
-    ~Arguments() { va_end(m_list); }
-    Arguments(Arguments const&) = delete;
-    Arguments& operator=(Arguments const&) = delete;
+    explicit Arguments(ArgumentCursor& cursor) : m_cursor(&cursor) {}
 
-    int takeInt() { return va_arg(m_list, int); }
-    unsigned int takeUnsigned() { return va_arg(m_list, unsigned int); }
-    char const* takeText() { return va_arg(m_list, char const*); }
-    wchar_t const* takeWideText() { return va_arg(m_list, wchar_t const*); }
-    void* takePointer() { return va_arg(m_list, void*); }
+    int takeInt() { return va_arg(m_cursor->list, int); }
+    unsigned int takeUnsigned() { return va_arg(m_cursor->list, unsigned int); }
+    char const* takeText() { return va_arg(m_cursor->list, char const*); }
+    wchar_t const* takeWideText() { return va_arg(m_cursor->list, wchar_t const*); }
+    void* takePointer() { return va_arg(m_cursor->list, void*); }
 
     double takeDouble(ArgumentSize size) {
-        return size == ArgumentSize::LongDouble ? static_cast<double>(va_arg(m_list, long double))
-                                                : va_arg(m_list, double);
+        return size == ArgumentSize::LongDouble ? static_cast<double>(va_arg(m_cursor->list, long double))
+                                                : va_arg(m_cursor->list, double);
     }
 
     std::int64_t takeSigned(ArgumentSize size) {
@@ -37,11 +39,11 @@ public:
         case ArgumentSize::Short:
             return static_cast<short>(takeInt());
         case ArgumentSize::Long:
-            return va_arg(m_list, long);
+            return va_arg(m_cursor->list, long);
         case ArgumentSize::LongLong:
-            return va_arg(m_list, long long);
+            return va_arg(m_cursor->list, long long);
         case ArgumentSize::Pointer:
-            return va_arg(m_list, std::ptrdiff_t);
+            return va_arg(m_cursor->list, std::ptrdiff_t);
         default:
             return takeInt();
         }
@@ -54,18 +56,18 @@ public:
         case ArgumentSize::Short:
             return static_cast<unsigned short>(takeInt());
         case ArgumentSize::Long:
-            return va_arg(m_list, unsigned long);
+            return va_arg(m_cursor->list, unsigned long);
         case ArgumentSize::LongLong:
-            return va_arg(m_list, unsigned long long);
+            return va_arg(m_cursor->list, unsigned long long);
         case ArgumentSize::Pointer:
-            return va_arg(m_list, std::size_t);
+            return va_arg(m_cursor->list, std::size_t);
         default:
             return takeUnsigned();
         }
     }
 
 private:
-    va_list m_list;
+    ArgumentCursor* m_cursor;
 };
 
 char narrowed(wchar_t letter) {
@@ -101,7 +103,7 @@ std::size_t copyWord(char* to, char const* from) {
 // Fills the text in from left to right and drops what does not fit.
 class Formatter {
 public:
-    Formatter(std::span<char> text, NativeArgumentList arguments)
+    Formatter(std::span<char> text, ArgumentCursor& arguments)
         : m_begin(text.data()), m_next(text.data()), m_end(text.data() + text.size() - 1), m_arguments(arguments) {}
 
     std::size_t run(std::string_view format) {
@@ -340,7 +342,11 @@ private:
 } // namespace
 
 std::size_t formatText(std::span<char> text, std::string_view format, NativeArgumentList args) {
-    return Formatter(text, args).run(format);
+    ArgumentCursor cursor;
+    va_copy(cursor.list, args);
+    std::size_t const length = Formatter(text, cursor).run(format);
+    va_end(cursor.list);
+    return length;
 }
 
 } // namespace log_format
