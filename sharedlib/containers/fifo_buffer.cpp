@@ -22,7 +22,9 @@ void copyBytes(char* to, const char* from, std::int32_t length) {
 } // namespace
 
 CFifoBuffer::~CFifoBuffer() {
-    CFifoBuffer::clear();
+    while (m_head != nullptr) {
+        CFifoBuffer::recycleFirstBundle();
+    }
 }
 
 bool CFifoBuffer::appendRuns(const BufferRun* runs, int count) {

@@ -362,7 +362,7 @@ private:
     bool makeRoom(std::uint32_t length);
     bool putBytes(std::uint64_t value, std::uint32_t size);
     bool putBlob(const void* source, int length);
-    bool putText(const char* text, std::int16_t length);
+    void putText(const char* text, std::size_t bytes);
     void putTextRare(const char* text, std::int16_t length);
 
     void beginRead(Tag tag) const;

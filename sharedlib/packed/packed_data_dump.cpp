@@ -38,7 +38,7 @@ void CPackedData::GetAndDisplayType(int type) const {
         break;
     }
     case kInt8: {
-        const int value = static_cast<std::int8_t>(GetInt8NoDebug());
+        const int value = GetType();
         SHAREDLIB_LOG(LogSev_Info, Log::Generic, "%5d (char): %d (%c)", GetGetIndex(), value, value);
         break;
     }

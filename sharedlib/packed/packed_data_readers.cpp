@@ -239,9 +239,9 @@ void CPackedData::beginRead(Tag tag) const {
     if (!m_debug) {
         return;
     }
-    const bool present = remains(1);
+    // A missing tag reads as 0, which is no tag.
     const int got = GetType();
-    if (!present || got != tag) {
+    if (got != tag) {
         logReadError(got, tag);
     }
 }

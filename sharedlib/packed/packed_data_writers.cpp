@@ -17,16 +17,7 @@ void CPackedData::PutString(const char* text) {
     if (text == nullptr) {
         text = "";
     }
-    const std::size_t bytes = std::strlen(text);
-    const std::uint64_t end = std::uint64_t{m_putIndex} + sizeof(std::uint16_t) + bytes;
-    if (end >= m_writeLimit.plain || bytes > INT16_MAX) {
-        // The length field has 16 bits and is read back as signed.
-        return putTextRare(text, static_cast<std::int16_t>(bytes & 0xFFFF));
-    }
-    char* const to = writeData() + m_putIndex;
-    little_endian::store(to, static_cast<std::uint16_t>(bytes));
-    std::memcpy(to + sizeof(std::uint16_t), text, bytes);
-    m_putIndex = static_cast<std::uint32_t>(end);
+    putText(text, std::strlen(text));
 }
 
 void CPackedData::putSizeAtOffset(unsigned long offset) {
@@ -152,23 +143,25 @@ bool CPackedData::putBlob(const void* source, int length) {
     return true;
 }
 
-void CPackedData::putTextRare(const char* text, std::int16_t length) {
-    const Position start = position();
-    if (!beginValue(kString) || !putText(text, length)) {
-        moveTo(start);
-    }
-}
-
-bool CPackedData::putText(const char* text, std::int16_t length) {
-    const std::uint32_t size = length > 0 ? static_cast<std::uint32_t>(length) : 0;
-    if (!makeRoom(size + 2)) {
-        return false;
+void CPackedData::putText(const char* text, std::size_t bytes) {
+    const std::uint64_t end = std::uint64_t{m_putIndex} + sizeof(std::uint16_t) + bytes;
+    if (end >= m_writeLimit.plain || bytes > INT16_MAX) {
+        // The length field has 16 bits and is read back as signed.
+        return putTextRare(text, static_cast<std::int16_t>(bytes & 0xFFFF));
     }
     char* const to = writeData() + m_putIndex;
-    little_endian::store(to, static_cast<std::uint16_t>(length));
-    if (size != 0) {
-        std::memcpy(to + 2, text, size);
+    little_endian::store(to, static_cast<std::uint16_t>(bytes));
+    std::memcpy(to + sizeof(std::uint16_t), text, bytes);
+    m_putIndex = static_cast<std::uint32_t>(end);
+}
+
+void CPackedData::putTextRare(const char* text, std::int16_t length) {
+    const Position start = position();
+    const std::uint32_t size = length > 0 ? static_cast<std::uint32_t>(length) : 0;
+    if (!beginValue(kString) || !makeRoom(size + sizeof(std::uint16_t))) {
+        return moveTo(start);
     }
-    wroteTo(m_putIndex + size + 2);
-    return true;
+    // A text that is too long for its field is written as the field alone.
+    putBytes(static_cast<std::uint16_t>(length), sizeof(std::uint16_t));
+    putBlob(text, static_cast<int>(size));
 }

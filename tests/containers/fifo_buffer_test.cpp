@@ -99,6 +99,7 @@ TEST(FifoBuffer, NothingIsAppendedOrConsumedWithoutReason) {
     for (const int length : {0, -1, INT32_MIN}) {
         queue.append("x", length);
         queue.clearBytes(length);
+        EXPECT_EQ(queue.getByteCount(), 0) << length;
     }
     EXPECT_FALSE(queue.appendRuns(negative, 2));
     EXPECT_TRUE(queue.isEmpty());
@@ -148,7 +149,7 @@ TEST(FifoBuffer, AppendBeyondTheLargestCountIsRefused) {
 }
 
 TEST(FifoBuffer, MemoryRunningOutLeavesNothingHalfQueued) {
-    const std::string bytes = pattern(5 * 48);
+    const std::string bytes = pattern(240);
     for (int fail = 1; fail <= 5; ++fail) {
         for (const int standing : {0, 7, 48, 50}) {
             CBundleManager::getInstance()->clear();
@@ -191,7 +192,13 @@ TEST_P(FifoAgainstDeque, HoldsTheSameBytesThroughAnyTraffic) {
         if (below(2) == 0 && model.size() < 100000) {
             std::string bytes(static_cast<std::size_t>(length), '\0');
             std::ranges::generate(bytes, [&next] { return next++; });
-            queue.append(bytes.data(), length);
+            if (below(2) == 0) {
+                queue.append(bytes.data(), length);
+            } else {
+                const int first = below(length + 1);
+                const BufferRun runs[] = {{bytes.data(), first}, {bytes.data() + first, length - first}};
+                queue.appendRuns(runs, 2);
+            }
             model.insert(model.end(), bytes.begin(), bytes.end());
         } else {
             queue.clearBytes(length);

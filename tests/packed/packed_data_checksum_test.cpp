@@ -124,6 +124,13 @@ TEST_F(PackedDataChecksum, RawMessagesGiveTheStoredDigest) {
     EXPECT_EQ(lines(), (Lines{{LogSev_Info, Log::Network, "GetPacketChecksum() - Packet has no checksum"}}));
 }
 
+TEST_F(PackedDataChecksum, EmptyMessageGetsTheDigestOfNothing) {
+    CPackedData data;
+    data.useMD5Checksum(true);
+    EXPECT_TRUE(data.GenerateMD5Checksum());
+    EXPECT_EQ(bytesOf(data), digestOf(""));
+}
+
 TEST_F(PackedDataChecksum, DigestThatMemoryCannotHoldLeavesTheMessageAsItWas) {
     CPackedData data(8);
     data.useMD5Checksum(true);

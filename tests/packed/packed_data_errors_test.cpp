@@ -68,11 +68,21 @@ TEST_F(PackedDataErrors, MalformedHeaderIsLoggedEachTimeAndDumpedOnce) {
     view.setGetIndex(0);
     view.GetUint8();
     EXPECT_EQ(lines(), Lines{error("Malformed header in packet")});
-    CPackedData copy(view);
+    CPackedData copy;
+    copy.copy(view);
     EXPECT_FALSE(copy.getReadErrorFlag());
-    const char high[] = {'\x80'};
-    CPackedData(high, 1).ReadHeader();
-    EXPECT_EQ(m_log.countContaining("Malformed"), 1);
+}
+
+TEST_F(PackedDataErrors, OnlyFourHeadersAreGood) {
+    for (int header = 0; header < 256; ++header) {
+        const char bytes[] = {static_cast<char>(header)};
+        const CPackedData view(bytes, 1);
+        view.ReadHeader();
+        EXPECT_EQ(view.isDebug(), header == 1 || header == 3);
+        EXPECT_EQ(view.hasMD5Checksum(), header == 2 || header == 3);
+        EXPECT_EQ(view.getReadErrorFlag(), header > 3);
+        EXPECT_EQ(lines().size(), header > 3 ? 1U : 0U);
+    }
 }
 
 TEST_F(PackedDataErrors, WrongTagIsLoggedAndTheValueTakenAllTheSame) {

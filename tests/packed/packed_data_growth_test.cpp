@@ -33,14 +33,17 @@ TEST(PackedDataGrowth, TextsAreCutByTheir16BitLength) {
         std::size_t written;
     } cases[] = {{0, 0}, {32767, 32767}, {32768, 0}, {65535, 0}, {65536, 0}, {65537, 1}, {98303, 32767}};
     for (const auto& [length, written] : cases) {
-        // Only two bytes of room are left behind the header, or one, or none.
-        for (const int room : {3, 2, 1}) {
+        // Two bytes of room are left behind the header, or one, or none, or plenty.
+        for (const int room : {3, 2, 1, 200000}) {
             CPackedData data(room);
             data.PutString(std::string(length, 's'));
             ASSERT_EQ(data.size(), static_cast<int>(1 + 2 + written)) << length;
             EXPECT_EQ(static_cast<unsigned char>(data.readData()[1]), length % 256);
             EXPECT_EQ(static_cast<unsigned char>(data.readData()[2]), length / 256 % 256);
+            data.PutData(std::string(70000, 'd').data(), 70000);
+            data.ReadHeader();
             EXPECT_EQ(data.GetString(), std::string(written, 's')) << length;
+            EXPECT_EQ(data.GetGetIndex(), static_cast<int>(1 + 2 + written)) << length;
         }
     }
 }
@@ -125,9 +128,11 @@ TEST(PackedDataGrowth, ReadingNearTheLargestIndexNeverComesRound) {
 TEST(PackedDataGrowth, WriteThatMemoryCannotHoldLeavesTheMessageAsItWas) {
     const std::string blob(3000, 'b');
     const std::string shortText = "text";
-    for (const bool tags : {false, true}) {
+    // Without tags, with no room for the tag, and with room for the tag alone.
+    for (const int capacity : {3, 5, 6}) {
+        const bool tags = capacity > 3;
         for (int kind = 0; kind < 6; ++kind) {
-            CPackedData data(tags ? 5 : 3);
+            CPackedData data(capacity);
             data.setDebug(tags);
             data.PutUint8(1);
             data.PutBool(false);

@@ -105,16 +105,21 @@ TEST_P(PackedDataModes, EveryKindHasItsBytesAndComesBack) {
     }
     EXPECT_EQ(hex(bytesOf(all)), expected);
     const std::string bytes = bytesOf(all);
-    const CPackedData view(bytes.data(), static_cast<int>(bytes.size()));
-    for (int pass = 0; pass < 2; ++pass) {
-        for (const Kind& kind : kinds()) {
-            EXPECT_TRUE(kind.reads(view)) << kind.name;
+    for (const bool headerFirst : {false, true}) {
+        const CPackedData view(bytes.data(), static_cast<int>(bytes.size()));
+        for (int pass = 0; pass < 2; ++pass) {
+            view.setGetIndex(0);
+            if (headerFirst) {
+                view.ReadHeader();
+            }
+            for (const Kind& kind : kinds()) {
+                EXPECT_TRUE(kind.reads(view)) << kind.name;
+            }
+            EXPECT_EQ(view.GetGetIndex(), view.size());
+            EXPECT_EQ(view.isDebug(), GetParam());
         }
-        EXPECT_EQ(view.GetGetIndex(), view.size());
-        EXPECT_EQ(view.isDebug(), GetParam());
-        view.setGetIndex(0);
+        EXPECT_FALSE(view.getReadErrorFlag());
     }
-    EXPECT_FALSE(view.getReadErrorFlag());
 }
 
 // Copies of exact size let the address checker see a read one byte too far.
@@ -306,6 +311,56 @@ TEST(PackedData, SizeFieldCoversWhatFollowsIt) {
         EXPECT_EQ(data.GetSize(), static_cast<unsigned long>(end - start));
         EXPECT_EQ(data.GetInt64(), 1);
     }
+}
+
+// What derived classes use: payloads without header and tag.
+class OpenPackedData : public CPackedData {
+public:
+    using CPackedData::CPackedData;
+    using CPackedData::GetBoolNoDebug;
+    using CPackedData::GetFloatNoDebug;
+    using CPackedData::GetType;
+    using CPackedData::peekDouble;
+    using CPackedData::peekInt16;
+    using CPackedData::peekType;
+    using CPackedData::PutDataNoDebug;
+    using CPackedData::PutDoubleNoDebug;
+    using CPackedData::PutFloatNoDebug;
+    using CPackedData::PutInt16NoDebug;
+    using CPackedData::PutType;
+    using CPackedData::writeHeader;
+};
+
+TEST(PackedData, DerivedClassesWriteAndReadBarePayloads) {
+    OpenPackedData data;
+    data.PutType(0x1F0);
+    EXPECT_EQ(hex(bytesOf(data)), "f0") << "no header in front of it";
+    data.empty();
+    data.writeHeader();
+    EXPECT_EQ(data.GetPutIndex(), 1);
+    EXPECT_EQ(data.size(), 1);
+    data.PutInt16NoDebug(-2);
+    data.PutFloatNoDebug(1.5F);
+    data.PutDataNoDebug("ab", 2);
+    data.PutInt8('c');
+    EXPECT_EQ(hex(bytesOf(data)), "00feff0000c03f616263");
+    EXPECT_EQ(data.peekType(), 0);
+    EXPECT_EQ(data.GetType(), 0);
+    EXPECT_EQ(data.peekInt16(), -2);
+    EXPECT_EQ(data.GetType(), -2);
+    EXPECT_TRUE(data.GetBoolNoDebug());
+    EXPECT_EQ(data.GetFloatNoDebug(), 1.5F);
+    EXPECT_EQ(data.peekDouble(), 0.0);
+    EXPECT_EQ(data.GetGetIndex(), 7);
+    data.setGetIndex(10);
+    EXPECT_EQ(data.peekType(), 0);
+    EXPECT_EQ(data.GetType(), 0);
+    EXPECT_EQ(data.GetGetIndex(), 11);
+    char foreign[] = "foreign";
+    OpenPackedData view(foreign, 7);
+    view.PutDoubleNoDebug(1);
+    view.writeHeader();
+    EXPECT_EQ(std::string(foreign), "foreign");
 }
 
 TEST(PackedData, CountsLiveBuffersAndCopiesDeeply) {
