@@ -193,7 +193,7 @@ TEST(PathsElsewhere, DISABLED_ForceExePath) {
 }
 
 TEST_F(Paths, ProgramFolderThatDoesNotFitIsToldOnStandardOutput) {
-    const std::string deep = m_folder.native(std::string(200, 'x') + '/' + std::string(100, 'y'));
+    const std::string deep = m_folder.native(std::string(200, 'x').append("/").append(100, 'y'));
     fs::create_directories(deep);
     fs::copy_file("/proc/self/exe", deep + "/program");
     const std::string output = m_folder.native("output");
