@@ -2,7 +2,8 @@
 #pragma once
 
 /// SHAREDLIB_API stands in front of every exported class, function and variable. Everything else stays hidden.
-/// SHAREDLIB_STATIC is defined for users of the static library, SHAREDLIB_BUILDING while the library itself is compiled.
+/// SHAREDLIB_STATIC is defined for users of the static library, SHAREDLIB_BUILDING while the library itself is
+/// compiled.
 #if defined(SHAREDLIB_STATIC)
 #define SHAREDLIB_API
 #elif defined(_WIN32) && defined(SHAREDLIB_BUILDING)

@@ -1,4 +1,5 @@
-// sharedlib/native_types.h: the system types that public signatures need, without a system header where one is avoidable.
+// sharedlib/native_types.h: the system types that public signatures need, without a system header where one is
+// avoidable.
 #pragma once
 #include <cstdarg>
 

@@ -5,8 +5,8 @@
 /// Details of the gate; use the macros below.
 namespace log_gate {
 
-/// `theLogger` when there is one, its `channel` (a value of `Log`) admits `severity` and it is not squelched; else
-/// null.
+/// `theLogger` when there is one, its `channel` (a value of `Log`) admits `severity` and it is not squelched;
+/// else null.
 inline Logger* openLogger(LogItemSeverityLevel severity, int channel) noexcept {
     Logger* const logger = theLogger;
     if (logger == nullptr) {

@@ -48,9 +48,8 @@ enum LogLocation : std::int32_t {
 class SHAREDLIB_API Logger {
 public:
     /// A logger whose file names begin with `filePrefix` in the log folder `logDirName` below the output path; null
-    /// means
-    /// "" for both. Every channel writes Warning and worse, Generic writes everything and without its name. No file is
-    /// opened before its first line.
+    /// means "" for both. Every channel writes Warning and worse, Generic writes everything and without its name. No
+    /// file is opened before its first line.
     Logger(char const* filePrefix, char const* logDirName);
     /// Closes the files and the pipe. No other thread may use the logger any more, and `theLogger` must not name it.
     virtual ~Logger();
@@ -135,15 +134,17 @@ public:
     /// held before is closed.
     void setPipeName(char const* pipeName);
     /// The handle of the message pipe, null when none could be opened: a handle on Windows, the number of a socket
-    /// elsewhere. It stays the logger's and lives until `setPipeName` or the logger's end.
+    /// elsewhere. It stays the logger's and lives until `setPipeName` or the logger's end. A write waits while the
+    /// server reads nothing; one to a server that has gone raises the system's signal for it, unless the host prevents
+    /// that.
     void* getPipe() const noexcept;
 
 protected:
     /// Composes the line and hands it to the outputs in `mask` (bits of `LogLocation`). The channel's level is tested.
     void logIt(unsigned long mask, LogItemSeverityLevel severity, int channel, char const* format,
                NativeArgumentList args);
-    /// The index of the log file called `name`, which is created with the file prefix `prefix` if there is none; 0, the
-    /// main log file, for null.
+    /// The index of the log file called `name`, which is created with the file prefix `prefix` (null means "") if there
+    /// is none; 0, the main log file, for null.
     int addChannel(char const* prefix, char const* name);
     /// The index of the log file called `name` (case counts), or -1.
     int findChannel(char const* name);

@@ -69,7 +69,7 @@ int Logger::addChannel(char const* prefix, char const* name) {
     if (present >= 0) {
         return present;
     }
-    m_files.push_back(std::make_unique<LogFile>(this, prefix, name));
+    m_files.push_back(std::make_unique<LogFile>(this, prefix == nullptr ? "" : prefix, name));
     return static_cast<int>(m_files.size()) - 1;
 }
 

@@ -30,8 +30,10 @@ void CConnFifoBuffer::calcSizeWarning() {
     if (m_bundleCount == 0) {
         m_warnedBundleCount = 0;
         if (m_conn != nullptr) {
+            m_isWarning = true;
             SHAREDLIB_LOG(LogSev_Warning, Log::Network, "Outbound queue capacity emptied on %s to %s:%d",
                           m_conn->GetHandlerName(), m_conn->GetIpAsString().c_str(), m_conn->GetRemotePort());
+            m_isWarning = false;
         }
         return;
     }
@@ -43,8 +45,10 @@ void CConnFifoBuffer::calcSizeWarning() {
 void CConnFifoBuffer::warnOfIncrease(std::int64_t capacity) {
     m_warnedBundleCount = m_bundleCount;
     if (m_conn != nullptr) {
+        m_isWarning = true;
         SHAREDLIB_LOG(LogSev_Warning, Log::Network, "Outbound queue capacity increased to %d bytes on %s to %s:%d",
                       static_cast<int>(capacity), m_conn->GetHandlerName(), m_conn->GetIpAsString().c_str(),
                       m_conn->GetRemotePort());
+        m_isWarning = false;
     }
 }

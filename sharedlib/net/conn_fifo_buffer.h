@@ -2,6 +2,7 @@
 #pragma once
 #include "sharedlib/containers/fifo_buffer.h"
 #include "sharedlib/export.h"
+#include "sharedlib/packed/little_endian.h"
 #include <cstdint>
 #include <cstring>
 
@@ -14,23 +15,28 @@ class SHAREDLIB_API CConnFifoBuffer : public CFifoBuffer {
 public:
     /// Names the connection that warnings speak of; it outlives the queue's use. Null leaves warnings nameless.
     void setConn(CConnection* conn) { m_conn = conn; }
-    /// Appends `first` and then `second`, both or nothing, as `appendRuns` does. Lengths are not negative.
-    bool appendPair(BufferRun first, BufferRun second) {
+    /// Whether a warning is being logged. The queue is in the middle of a change then and must not be touched.
+    bool isWarning() const { return m_isWarning; }
+    /// Appends a message of `size` bytes behind its size as two bytes, if both fit into the last block; else nothing.
+    bool appendIfRoom(std::uint16_t size, const char* data) {
         BufferBundle* const last = m_tail != nullptr ? m_tail : m_head;
-        const std::int64_t total = std::int64_t{first.length} + second.length;
-        if (last != nullptr && total <= INT32_MAX - m_byteCount) {
-            const std::int32_t end = last->used + (last == m_head ? m_readOffset : 0);
-            if (total <= last->capacity - end) {
-                char* const target = last->data() + end;
-                std::memcpy(target, first.data, static_cast<std::size_t>(first.length));
-                std::memcpy(target + first.length, second.data, static_cast<std::size_t>(second.length));
-                last->used += static_cast<std::int32_t>(total);
-                m_byteCount += static_cast<std::int32_t>(total);
-                return true;
-            }
+        if (last == nullptr) {
+            return false;
         }
-        const BufferRun runs[] = {first, second};
-        return appendRuns(runs, 2);
+        const std::int32_t total = std::int32_t{sizeof size} + size;
+        const std::int32_t end = last->used + (last == m_head ? m_readOffset : 0);
+        if (total > last->capacity - end || total > INT32_MAX - m_byteCount) {
+            return false;
+        }
+        char* const target = last->data() + end;
+        little_endian::store(target, size);
+        // An empty message may come without an address, which may not be copied from.
+        if (size != 0) {
+            std::memcpy(target + sizeof size, data, size);
+        }
+        last->used += total;
+        m_byteCount += total;
+        return true;
     }
 
 protected:
@@ -44,5 +50,6 @@ private:
 
     // Block count at the last warning; 0 when no warning is outstanding.
     std::int32_t m_warnedBundleCount = 0;
+    bool m_isWarning = false;
     CConnection* m_conn = nullptr;
 };

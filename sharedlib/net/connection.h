@@ -302,7 +302,9 @@ private:
     void pulseConnecting();
     void pulseConnected();
 
-    bool receiveIntoBuffer(std::int64_t start);
+    bool receiveIntoBuffer(std::int64_t& now);
+    void runInboundPass(std::int64_t now);
+    void endInboundPass(FrameResult result, bool processed);
     void closeAfterReadError(int error, std::uint64_t space);
     FrameResult processFrame(InboundPass& pass);
     FrameResult deliverFrame(InboundPass& pass, std::uint64_t headerSize, std::uint64_t bodySize);
@@ -310,7 +312,6 @@ private:
     void makeRoomForFrame(std::uint64_t frameSize);
     void growInboundBuffer(std::uint64_t size);
     bool isReadBudgetSpent(std::int64_t start);
-    void tidyInboundBuffer(bool processed);
     void takePingRequest();
     void takePingReply();
     void consumeInbound(std::uint64_t count);

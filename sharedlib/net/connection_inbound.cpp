@@ -12,6 +12,15 @@
 
 using elapsed_time::wholeMilliseconds;
 
+namespace {
+
+/// Whether passes write lines, which take time between their steps.
+bool showsLines() {
+    return log_gate::openLogger(LogSev_Info, Log::Network) != nullptr;
+}
+
+} // namespace
+
 /// How a look at the front of the buffer ended.
 enum class CConnection::FrameResult {
     /// A frame was taken off.
@@ -24,57 +33,13 @@ enum class CConnection::FrameResult {
     Gone
 };
 
-/// Measures the handler's message calls of one pass. Each call counts its whole milliseconds, so a run of calls that
-/// together take less than one counts nothing: while calls are quick, the counter is read once for a run of them.
-class MessageTimer {
-public:
-    explicit MessageTimer(std::int64_t now) : m_lastEnd(now) {}
-
-    /// A call begins; `alone` makes it a run of its own.
-    void begin(bool alone) {
-        if (alone) {
-            m_runLength = 1;
-        }
-        if (m_left == 0) {
-            m_left = m_runLength;
-            m_runStart = m_runLength == 1 ? platform::performanceCounter() : m_lastEnd;
-        }
-    }
-    /// The call has ended: milliseconds to count now.
-    std::uint32_t end() { return --m_left == 0 ? finish() : 0; }
-    /// The pass ends: milliseconds that are still to count.
-    std::uint32_t flush() { return m_left == 0 ? 0 : finish(); }
-    /// When the last run ended.
-    [[nodiscard]] std::int64_t lastEnd() const { return m_lastEnd; }
-
-private:
-    static constexpr int kLongestRun = 16;
-    static constexpr std::uint64_t kQuickShare = 64;
-
-    std::uint32_t finish() {
-        const std::int64_t now = platform::performanceCounter();
-        // Judged with all that lay between the runs, so that no slow size check is taken for the handler's time.
-        const bool quick =
-            now - m_lastEnd < static_cast<std::int64_t>(FrameEventLogger::ticksPerMillisecond() / kQuickShare);
-        m_runLength = quick ? std::min(2 * m_runLength, kLongestRun) : 1;
-        m_left = 0;
-        m_lastEnd = now;
-        return wholeMilliseconds(now - m_runStart);
-    }
-
-    std::int64_t m_lastEnd;
-    std::int64_t m_runStart = 0;
-    int m_runLength = 1;
-    int m_left = 0;
-};
-
-/// One pass over the buffered bytes.
+/// One pass over the buffered bytes, which begins at `now` of the performance counter.
 struct CConnection::InboundPass {
-    explicit InboundPass(CConnection& conn) : guard(conn.m_guards, conn.m_generation, DeletionGuard::Pass::Inbound) {}
+    InboundPass(CConnection& conn, std::int64_t now)
+        : guard(conn.m_guards, conn.m_generation, DeletionGuard::Pass::Inbound), start(now) {}
 
     DeletionGuard guard;
-    std::int64_t start = platform::performanceCounter();
-    MessageTimer timer{start};
+    std::int64_t start;
     std::uint32_t messages = 0;
 };
 
@@ -86,24 +51,27 @@ void CConnection::HandleStreamReadEvent(int /*error*/) {
     }
     const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     const std::int64_t start = platform::performanceCounter();
-    if (receiveIntoBuffer(start)) {
-        ProcessInboundData();
+    std::int64_t now = start;
+    if (receiveIntoBuffer(now) && delivering == nullptr) {
+        runInboundPass(showsLines() ? platform::performanceCounter() : now);
     }
     if (!guard.deleted()) {
         m_totalReadTime += wholeMilliseconds(platform::performanceCounter() - start);
     }
 }
 
-/// Receives once into the free space, which began at `start`. False when that ended the connection, which may then have
-/// been deleted.
-bool CConnection::receiveIntoBuffer(std::int64_t start) {
+/// Receives once into the free space; `now` is the performance counter and moves on. False when that ended the
+/// connection, which may then have been deleted.
+bool CConnection::receiveIntoBuffer(std::int64_t& now) {
     const std::uint64_t space = m_inbound->size() - m_inboundReadPos - m_inboundBytes;
     if (space == 0) {
         return true;
     }
     char* const target = m_inbound->data() + m_inboundReadPos + m_inboundBytes;
+    const std::int64_t start = now;
     const platform::TransferResult received = platform::receiveBytes(m_socket, target, static_cast<std::size_t>(space));
-    m_readTime += wholeMilliseconds(platform::performanceCounter() - start);
+    now = platform::performanceCounter();
+    m_readTime += wholeMilliseconds(now - start);
     if (received.count < 0) {
         if (received.error == platform::kErrorWouldBlock) {
             return true;
@@ -133,10 +101,14 @@ void CConnection::closeAfterReadError(int error, std::uint64_t space) {
 }
 
 void CConnection::ProcessInboundData() {
-    if (DeletionGuard::find(m_guards, DeletionGuard::Pass::Inbound) != nullptr) {
-        return;
+    if (DeletionGuard::find(m_guards, DeletionGuard::Pass::Inbound) == nullptr) {
+        runInboundPass(platform::performanceCounter());
     }
-    InboundPass pass(*this);
+}
+
+/// One pass that begins at `now` of the performance counter. The connection may have been deleted at its end.
+void CConnection::runInboundPass(std::int64_t now) {
+    InboundPass pass(*this, now);
     FrameResult result = FrameResult::Starved;
     bool processed = false;
     while (m_inboundBytes >= stream_frame::kShortHeaderSize) {
@@ -147,22 +119,20 @@ void CConnection::ProcessInboundData() {
         processed = true;
         result = FrameResult::Starved;
     }
-    if (pass.guard.deleted()) {
-        return;
+    if (!pass.guard.deleted()) {
+        m_maxReadEventsPerFrame = std::max(m_maxReadEventsPerFrame, pass.messages);
+        endInboundPass(result, processed);
     }
-    m_processTime += pass.timer.flush();
-    m_maxReadEventsPerFrame = std::max(m_maxReadEventsPerFrame, pass.messages);
+}
+
+/// Settles the budget's counter and makes room; `processed` says whether the pass took off a frame before its last one.
+void CConnection::endInboundPass(FrameResult result, bool processed) {
     if (result == FrameResult::Gone) {
         return;
     }
     if (result != FrameResult::CutOff) {
         m_failedFrameCounter = 0;
     }
-    tidyInboundBuffer(processed);
-}
-
-/// Makes room after a pass; `processed` says whether the pass took off a frame and was not cut off by it.
-void CConnection::tidyInboundBuffer(bool processed) {
     if (m_inboundBytes == 0) {
         m_inboundReadPos = 0;
         if (processed) {
@@ -220,12 +190,11 @@ CConnection::FrameResult CConnection::deliverFrame(InboundPass& pass, std::uint6
     // Taken off before the call, so that nothing the handler does makes this frame come again.
     consumeInbound(headerSize + bodySize);
     if (!m_ignorePackets) {
-        // A line or the budget looks at the time between two messages.
-        pass.timer.begin(hasBudget() || log_gate::openLogger(LogSev_Info, Log::Network) != nullptr);
+        const std::int64_t begun = platform::stretchCounter();
         if (m_handler != nullptr) {
             m_handler->HandleMessage(this, body, static_cast<unsigned long>(bodySize));
         }
-        const std::uint32_t spent = pass.timer.end();
+        const std::uint32_t spent = wholeMilliseconds(platform::stretchCounter() - begun);
         if (pass.guard.deleted()) {
             return FrameResult::Gone;
         }
@@ -267,11 +236,11 @@ void CConnection::callHandler(const void* data, unsigned long size, const Deleti
     if (m_ignorePackets) {
         return;
     }
-    const std::int64_t start = platform::performanceCounter();
+    const std::int64_t start = platform::stretchCounter();
     if (m_handler != nullptr) {
         m_handler->HandleMessage(this, data, size);
     }
-    const std::uint32_t spent = wholeMilliseconds(platform::performanceCounter() - start);
+    const std::uint32_t spent = wholeMilliseconds(platform::stretchCounter() - start);
     if (!guard.deleted()) {
         m_processTime += spent;
     }

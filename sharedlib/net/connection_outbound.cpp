@@ -35,6 +35,16 @@ platform::TransferResult sendRuns(NativeSocket socket, const std::array<BufferRu
 
 } // namespace
 
+/// Queues a message in the short form, unless that takes another block.
+inline bool CConnection::queueInLastBlock(unsigned long size, const char* data) {
+    if (!m_outbound.appendIfRoom(static_cast<std::uint16_t>(size), data)) {
+        return false;
+    }
+    m_bytesSent += static_cast<std::uint32_t>(size) + stream_frame::kShortHeaderSize;
+    ++m_messagesSent;
+    return true;
+}
+
 void CConnection::SendMsg(unsigned long size, const char* data) {
     if (m_ignorePackets) {
         SHAREDLIB_LOG(LogSev_Info, Log::Network, "%s to %s:%d: Refusing message because of IgnorePackets().",
@@ -57,18 +67,29 @@ void CConnection::SendMsg(const CPackedData& msg) {
 }
 
 void CConnection::queueFrame(unsigned long size, const char* data) {
+    // A log callback may send what it is told.
+    if (m_outbound.isWarning()) {
+        return;
+    }
     if (size > kMaxQueuedBytes) {
         return;
     }
+    if (size < stream_frame::kLongForm && m_outbound.appendIfRoom(static_cast<std::uint16_t>(size), data)) {
+        m_bytesSent += static_cast<std::uint32_t>(size) + stream_frame::kShortHeaderSize;
+        ++m_messagesSent;
+        return;
+    }
     const stream_frame::Header header = stream_frame::makeHeader(static_cast<std::uint32_t>(size));
-    if (m_outbound.appendPair({header.bytes.data(), header.size}, {data, static_cast<int>(size)})) {
+    const std::array<BufferRun, 2> runs{BufferRun{header.bytes.data(), header.size},
+                                        BufferRun{data, static_cast<int>(size)}};
+    if (m_outbound.appendRuns(runs.data(), static_cast<int>(runs.size()))) {
         m_bytesSent += static_cast<std::uint32_t>(size) + static_cast<std::uint32_t>(header.size);
         ++m_messagesSent;
     }
 }
 
 void CConnection::FillBufferDangerous(unsigned long size, const char* data) {
-    if (m_state != Connected || size > kMaxQueuedBytes) {
+    if (m_state != Connected || size > kMaxQueuedBytes || m_outbound.isWarning()) {
         return;
     }
     const std::uint32_t start = platform::tickCountMs();

@@ -135,9 +135,9 @@ bool CConnection::bindSocket(unsigned int socket, bool stream, unsigned short po
 /// A new event object for the events in `mask` of `socket`; failure is only logged.
 void* CConnection::createEvent(unsigned int socket, long mask) {
     void* const event = platform::createSocketEvent();
-    const int error = event != nullptr ? platform::selectSocketEvents(socket, event, mask) : platform::kErrorNoBuffers;
-    if (error != 0) {
-        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to create connection event: %d", error);
+    if (event == nullptr || platform::selectSocketEvents(socket, event, mask) != 0) {
+        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to create connection event: %d",
+                      platform::kRegistrationFailed);
         // Registration would have done this for a socket that came from elsewhere.
         static_cast<void>(platform::setSocketBlocking(socket, false));
     }

@@ -95,12 +95,11 @@ int CListener::bindAndListen(NativeSocket socket, unsigned long ip, unsigned sho
 
 int CListener::registerEvent() {
     m_event = platform::createSocketEvent();
-    const int error = m_event != nullptr ? platform::selectSocketEvents(m_socket, m_event, platform::kEventAccept)
-                                         : platform::kErrorNoBuffers;
-    if (error != 0) {
-        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to create listener event: %d", error);
+    if (m_event != nullptr && platform::selectSocketEvents(m_socket, m_event, platform::kEventAccept) == 0) {
+        return 0;
     }
-    return error;
+    SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to create listener event: %d", platform::kRegistrationFailed);
+    return platform::kRegistrationFailed;
 }
 
 void CListener::Pulse() {

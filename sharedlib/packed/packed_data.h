@@ -72,7 +72,7 @@ public:
     /// modulo 65,536.
     void PutString(const char* text);
     /// As above: the text ends at its first zero byte.
-    void PutString(const std::string& text) { PutString(text.c_str()); }
+    void PutString(const std::string& text);
     /// Fills in the 32-bit size field written earlier with `PutInt32` at `offset` (a put index noted after the
     /// message's first write): the number of bytes between the field and the put index. The put index stays.
     void putSizeAtOffset(unsigned long offset);

@@ -1,5 +1,6 @@
 // sharedlib/packed/packed_data_readers.cpp: how values are taken out of a message.
 #include "sharedlib/log/gate.h"
+#include "sharedlib/packed/internal/short_text.h"
 #include "sharedlib/packed/packed_data.h"
 
 #include <algorithm>
@@ -7,20 +8,9 @@
 
 namespace {
 
-constexpr std::size_t kWord = sizeof(std::uint64_t);
-
-bool hasZeroByte(std::uint64_t word) {
-    return ((word - 0x0101010101010101U) & ~word & 0x8080808080808080U) != 0;
-}
-
-// The text in `length` bytes, which ends early at a zero byte. Names and the like are looked through as two words.
+// The text in `length` bytes, which ends early at a zero byte.
 inline std::string textOf(const char* bytes, std::size_t length) {
-    if (length >= kWord && length <= 2 * kWord && !hasZeroByte(little_endian::load<std::uint64_t>(bytes)) &&
-        !hasZeroByte(little_endian::load<std::uint64_t>(bytes + length - kWord))) {
-        return {bytes, length};
-    }
-    const void* const zero = std::memchr(bytes, 0, length);
-    return {bytes, zero == nullptr ? length : static_cast<std::size_t>(static_cast<const char*>(zero) - bytes)};
+    return {bytes, short_text::untilZero(bytes, length)};
 }
 
 } // namespace

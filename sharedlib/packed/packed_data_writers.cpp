@@ -1,5 +1,6 @@
 // sharedlib/packed/packed_data_writers.cpp: how values get into a message.
 #include "sharedlib/log/gate.h"
+#include "sharedlib/packed/internal/short_text.h"
 #include "sharedlib/packed/packed_data.h"
 
 #include <algorithm>
@@ -18,6 +19,10 @@ void CPackedData::PutString(const char* text) {
         text = "";
     }
     putText(text, std::strlen(text));
+}
+
+void CPackedData::PutString(const std::string& text) {
+    putText(text.data(), short_text::untilZero(text.data(), text.size()));
 }
 
 void CPackedData::putSizeAtOffset(unsigned long offset) {
@@ -151,7 +156,7 @@ void CPackedData::putText(const char* text, std::size_t bytes) {
     }
     char* const to = writeData() + m_putIndex;
     little_endian::store(to, static_cast<std::uint16_t>(bytes));
-    std::memcpy(to + sizeof(std::uint16_t), text, bytes);
+    short_text::copy(to + sizeof(std::uint16_t), text, bytes);
     m_putIndex = static_cast<std::uint32_t>(end);
 }
 

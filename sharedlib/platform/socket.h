@@ -1,8 +1,9 @@
 // sharedlib/platform/socket.h: the socket calls that connections and listeners are built on.
 //
-// Addresses are IPv4 in host byte order, ports too. Every error is a Winsock number (10035: would block), 0 means success.
-// Sockets are close-on-exec from creation, no write raises a signal, interrupted calls are repeated inside, any descriptor
-// number works. Nothing here logs or throws. Any thread, as long as one socket is used by one thread at a time.
+// Addresses are IPv4 in host byte order, ports too. Every error is a Winsock number (10035: would block), 0 means
+// success. Sockets are close-on-exec from creation, no write raises a signal, interrupted calls are repeated inside,
+// any descriptor number works. Nothing here logs or throws. Any thread, as long as one socket is used by one thread at
+// a time.
 #pragma once
 #include "sharedlib/native_types.h"
 #include <cstddef>
@@ -44,8 +45,9 @@ struct TransferResult {
     int error = 0;
 };
 
-/// What a zero-timeout look at a connecting socket found. `failed` is the exceptional condition: the attempt ended in an
-/// error (on every system, also where a refused socket counts as writable). `error` is set when the look itself failed.
+/// What a zero-timeout look at a connecting socket found. `failed` is the exceptional condition: the attempt ended in
+/// an error (on every system, also where a refused socket counts as writable). `error` is set when the look itself
+/// failed.
 struct ConnectProgress {
     bool writable = false;
     bool failed = false;
@@ -65,7 +67,8 @@ void shutdownSocket(NativeSocket socket);
 void closeSocket(NativeSocket socket);
 
 int setSocketBlocking(NativeSocket socket, bool blocking);
-/// Lets a listener bind a port whose old connections still linger. Has no effect on a port with an active listener. Streams only.
+/// Lets a listener bind a port whose old connections still linger. Has no effect on a port with an active listener.
+/// Streams only.
 int setAddressReuse(NativeSocket socket);
 int setReceiveBufferSize(NativeSocket socket, int bytes);
 int setSendBufferSize(NativeSocket socket, int bytes);
@@ -76,8 +79,9 @@ int listenOnSocket(NativeSocket socket, int backlog);
 /// Starts to connect; 10035 on a non-blocking socket means "in progress".
 int connectSocket(NativeSocket socket, Endpoint peer);
 ConnectProgress pollConnect(NativeSocket socket);
-/// Takes one pending connection, already non-blocking. Steps over connections that died in the backlog; answers 10035 when
-/// nothing is pending, also at the descriptor limit, and 10024 only when a connection is pending that no descriptor is left for.
+/// Takes one pending connection, already non-blocking. Steps over connections that died in the backlog; answers 10035
+/// when nothing is pending, also at the descriptor limit, and 10024 only when a connection is pending that no
+/// descriptor is left for.
 AcceptResult acceptSocket(NativeSocket listener);
 
 /// One `recv` of at least one byte of `capacity`; `count` 0 means that the peer closed its side.

@@ -11,6 +11,9 @@
 
 namespace platform {
 
+/// What a failed registration answers by itself on every system: the number that is logged and returned for it.
+inline constexpr int kRegistrationFailed = -1;
+
 inline constexpr long kEventRead = 0x01;
 inline constexpr long kEventWrite = 0x02;
 inline constexpr long kEventAccept = 0x08;

@@ -100,10 +100,12 @@ TEST_F(LogFileScripted, FileThatCannotBeMovedIsFollowedByANewOne) {
 
 TEST_F(LogFileScripted, NameTakenUnderTheMoveSendsTheFileToTheNextNumber) {
     start();
+    m_script.write("cut\r\n", ENOSPC, 1);
+    log("cut");
     m_script.scan("/out/", "T_", kNone).rename("/out/S_00001.txt", "/out/T_00001.txt", EEXIST);
     m_script.create("/out/T_00001.txt", EEXIST);
     m_script.scan("/out/", "T_", {"T_00001.txt"}).rename("/out/S_00001.txt", "/out/T_00002.txt");
-    m_script.append("/out/T_00002.txt").write("second\r\n");
+    m_script.append("/out/T_00002.txt").write("\r\nsecond\r\n");
     m_logger.setFilePrefix("T");
     log("second");
     EXPECT_EQ(m_logger.getFileName(), "c:\\out\\T_00002.txt");

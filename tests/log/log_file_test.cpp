@@ -56,6 +56,16 @@ TEST_F(LogFileNumbers, NextNumberFollowsTheHighestThatIsThere) {
     EXPECT_EQ(nextName(), "Server_9223372036854775808.txt") << "behind the last that counts";
 }
 
+TEST_F(LogFileNumbers, PrefixMayLeadIntoAFolderOfItsOwn) {
+    for (const std::string separator : {"\\", "/"}) {
+        const std::string folder = separator == "/" ? "slash" : "backslash";
+        m_folder.write("logs/" + folder + "/S_00007.txt");
+        const auto logger = makeLogger("logs", (folder + separator + "S").c_str());
+        log(*logger, "line");
+        EXPECT_EQ(m_folder.names("logs/" + folder), (Names{"S_00007.txt", "S_00008.txt"}));
+    }
+}
+
 TEST_F(LogFileNumbers, WhateverBearsANumberIsLeftAlone) {
     m_folder.makeFolder("logs/Server_00001.txt");
     m_folder.write("outside", "kept");

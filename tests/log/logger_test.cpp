@@ -226,7 +226,7 @@ TEST_F(LoggerTest, ChannelsShareTheFileOfTheSameName) {
     EXPECT_EQ(m_logger.findChannel(nullptr), -1);
     EXPECT_EQ(m_logger.addChannel("S", nullptr), 0);
     for (int index = 3; index < 20; ++index) {
-        EXPECT_EQ(m_logger.addChannel("S", std::to_string(index).c_str()), index);
+        EXPECT_EQ(m_logger.addChannel(index == 3 ? nullptr : "S", std::to_string(index).c_str()), index);
         EXPECT_EQ(m_logger.addChannel("S", std::to_string(index).c_str()), index);
     }
     m_logger.syslog(LogSev_Error, Log::Network, "x");

@@ -245,6 +245,40 @@ TEST_F(ConnectionOutbound, OtherStatesAndIgnoredPacketsQueueNothing) {
     EXPECT_FALSE(ignoring.conn->ShouldHandleEvents());
 }
 
+TEST_F(ConnectionOutbound, EmptyMessagesNeedNoAddress) {
+    net().sendsTakeAll();
+    for (int i = 0; i < 2; ++i) {
+        conn->SendMsg(0, nullptr);
+        conn->FillBufferDangerous(0, nullptr);
+    }
+    conn->WriteOutboundData();
+    EXPECT_EQ(sent(), std::string(4, '\0'));
+    EXPECT_EQ(conn->getBytesSent(), 4U);
+    EXPECT_EQ(conn->getMessagesSent(), 4U);
+}
+
+TEST_F(ConnectionOutbound, SendsFromWithinACapacityWarningLeaveTheQueueWhole) {
+    struct Chatterbox : RecordingHandler {
+        CConnection* target = nullptr;
+        int asked = 0;
+        const char* GetHandlerName() override {
+            ++asked;
+            target->SendMsg(9000, std::string(9000, 'z').data());
+            return "loud";
+        }
+    } chatterbox;
+    chatterbox.target = conn.get();
+    net().sendsTakeAll();
+    const std::string body(200'000, 'b');
+    conn->SetMessageHandler(&chatterbox);
+    send(body);
+    conn->WriteOutboundData();
+    conn->SetMessageHandler(&handler);
+    EXPECT_GE(chatterbox.asked, 3) << "at eight blocks, at sixteen and when emptied";
+    EXPECT_TRUE(sent() == frameOf(body));
+    EXPECT_EQ(conn->getOutboundByteCount(), 0U);
+}
+
 TEST_F(ConnectionOutbound, SenselessBlockSizesQueueNothingAndEnd) {
     for (const int size : {0, -1, -10'000}) {
         CConnection::setOutBufferExpandSize(size);

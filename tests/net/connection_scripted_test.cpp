@@ -72,7 +72,7 @@ TEST(ConnectionScripted, WithoutAWorkingEventTheConnectionGoesOn) {
     net().onConnect(10035);
     conn.InitStream(0x0A000001UL, 80);
     EXPECT_EQ(conn.GetState(), CConnection::Connecting);
-    EXPECT_EQ(log.count(LogSev_Error, Log::Network, "Unable to create connection event: 10055"), 1);
+    EXPECT_EQ(log.count(LogSev_Error, Log::Network, "Unable to create connection event: -1"), 1);
     net().onPollConnect({true, false, 0});
     conn.Pulse();
     EXPECT_EQ(conn.GetState(), CConnection::Connected);

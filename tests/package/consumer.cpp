@@ -27,7 +27,8 @@ int main() {
     Logger logger("Consumer", nullptr);
     logger.setLogLocationMask(0);
     theLogger = &logger;
-    const bool good = packedDataTravels() && connectionReportsItsError() && Log_ValueToName(Log::Network) == std::string("Network");
+    const bool good =
+        packedDataTravels() && connectionReportsItsError() && Log_ValueToName(Log::Network) == std::string("Network");
     theLogger = nullptr;
     std::puts(good ? "consumer: OK" : "consumer: FAILED");
     return good ? 0 : 1;

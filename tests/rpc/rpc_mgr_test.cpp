@@ -59,6 +59,12 @@ TEST_F(RpcMgr, SortsByUnsignedIdentifierAndDigestsAllButInternalOnes) {
     EXPECT_NE(builtTable(), "00" + digest);
     EXPECT_EQ(high.registrations, 2);
     EXPECT_EQ(late.registrations, 1);
+
+    CRpcMgr::Cleanup();
+    CRpc::s_head = nullptr;
+    TestRpc wide(0x12345678, "wide");
+    // MD5 of 78 56 34 12.
+    EXPECT_EQ(builtTable(), "00f6532621685700b88aecbf202dc8f9d2");
 }
 
 TEST_F(RpcMgr, ShowsWhatItDigestsAtDetail) {

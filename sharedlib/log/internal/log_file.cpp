@@ -38,7 +38,7 @@ std::uint64_t leadingNumber(std::string_view text) {
 // The highest number among the names that begin with `base`, 0 when there are none.
 std::uint64_t highestNumber(const std::string& base) {
     // The prefix may name folders of its own.
-    const std::size_t split = base.rfind('\\') + 1;
+    const std::size_t split = base.find_last_of("\\/") + 1;
     const std::string_view stem = std::string_view(base).substr(split);
     const std::string folder = NativePath(base.substr(0, split).c_str());
     std::uint64_t highest = 0;
@@ -116,7 +116,7 @@ int LogFile::openAs(const std::string& name, bool isNew) {
     if (!isNew || error == 0) {
         m_fileName = name;
     }
-    if (isNew) {
+    if (isNew && error == 0) {
         m_lastWritten = '\n';
     }
     return error;

@@ -13,7 +13,8 @@
 namespace platform {
 namespace {
 
-constexpr std::string_view kTracerLabel = "TracerPid:\t";
+// At the start of a line, because the process may choose a name that looks the same.
+constexpr std::string_view kTracerLabel = "\nTracerPid:\t";
 
 std::atomic<std::int64_t> s_lastLook{-1};
 std::atomic<int> s_tracer{0};
