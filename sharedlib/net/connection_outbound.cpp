@@ -35,16 +35,6 @@ platform::TransferResult sendRuns(NativeSocket socket, const std::array<BufferRu
 
 } // namespace
 
-/// Queues a message in the short form, unless that takes another block.
-inline bool CConnection::queueInLastBlock(unsigned long size, const char* data) {
-    if (!m_outbound.appendIfRoom(static_cast<std::uint16_t>(size), data)) {
-        return false;
-    }
-    m_bytesSent += static_cast<std::uint32_t>(size) + stream_frame::kShortHeaderSize;
-    ++m_messagesSent;
-    return true;
-}
-
 void CConnection::SendMsg(unsigned long size, const char* data) {
     if (m_ignorePackets) {
         SHAREDLIB_LOG(LogSev_Info, Log::Network, "%s to %s:%d: Refusing message because of IgnorePackets().",
@@ -68,10 +58,7 @@ void CConnection::SendMsg(const CPackedData& msg) {
 
 void CConnection::queueFrame(unsigned long size, const char* data) {
     // A log callback may send what it is told.
-    if (m_outbound.isWarning()) {
-        return;
-    }
-    if (size > kMaxQueuedBytes) {
+    if (size > kMaxQueuedBytes || m_outbound.isWarning()) {
         return;
     }
     if (size < stream_frame::kLongForm && m_outbound.appendIfRoom(static_cast<std::uint16_t>(size), data)) {
