@@ -102,6 +102,7 @@ private:
 std::vector<std::unique_ptr<RudePeer>> makePeers(const std::string& server) {
     std::vector<std::unique_ptr<RudePeer>> peers;
     constexpr int kScans = 20;
+    peers.reserve(kScans + 3);
     for (int scan = 0; scan < kScans; ++scan) {
         peers.push_back(std::make_unique<PortScanner>(server, "port scanner"));
     }
