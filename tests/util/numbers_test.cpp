@@ -127,12 +127,12 @@ TEST(Numbers, FloatParseAgreesWithTheCLibrary) {
     }
     EXPECT_TRUE(std::isnan(stringToFloat("nan")));
     // Out of range only because of the number of digits.
-    EXPECT_EQ(stringToFloat((std::string(400, '9') + "x").c_str()), kInfinity);
-    EXPECT_EQ(stringToFloat(("0." + std::string(400, '0') + "1").c_str()), 0.0);
-    EXPECT_EQ(stringToFloat((std::string(700, '9').append("e-380")).c_str()), kInfinity);
-    EXPECT_EQ(stringToFloat(("-0." + std::string(700, '0') + "1e+370").c_str()), 0.0);
-    EXPECT_EQ(stringToFloat(("0x0." + std::string(700, '0') + "1p1500").c_str()), 0.0);
-    EXPECT_DOUBLE_EQ(stringToFloat(("0." + std::string(399, '0') + "1e400").c_str()), 1.0);
+    EXPECT_EQ(stringToFloat(std::string(400, '9').append("x").c_str()), kInfinity);
+    EXPECT_EQ(stringToFloat(std::string("0.").append(400, '0').append("1").c_str()), 0.0);
+    EXPECT_EQ(stringToFloat(std::string(700, '9').append("e-380").c_str()), kInfinity);
+    EXPECT_EQ(stringToFloat(std::string("-0.").append(700, '0').append("1e+370").c_str()), 0.0);
+    EXPECT_EQ(stringToFloat(std::string("0x0.").append(700, '0').append("1p1500").c_str()), 0.0);
+    EXPECT_DOUBLE_EQ(stringToFloat(std::string("0.").append(399, '0').append("1e400").c_str()), 1.0);
 }
 
 TEST(Numbers, IntegersComeOutWhole) {
