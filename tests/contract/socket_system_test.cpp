@@ -309,6 +309,16 @@ TEST(EventSystem, AWaitWithNothingToTellSleeps) {
     destroyEventSet(set);
 }
 
+TEST(EventSystem, AWaitTakesMoreNullsThanThereMayBeDescriptors) {
+    const OwnedSocket socket = bindDatagram();
+    const OwnedEvent written(socket, kEventWrite);
+    const DescriptorLimit few(200);
+    std::vector<void*> handles(300, nullptr);
+    EXPECT_EQ(waitForSocketEvents(handles.data(), 300, 0), -1);
+    handles[250] = written;
+    EXPECT_EQ(waitForSocketEvents(handles.data(), 300, 0), 250);
+}
+
 TEST(EventSystem, TenThousandEventsInOneSet) {
     constexpr std::size_t kMembers = 10000;
     const DescriptorLimit more(kMembers + 500);

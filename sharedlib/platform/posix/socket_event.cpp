@@ -111,19 +111,27 @@ int look(const SocketEvent& event, Readiness& found) {
     return 0;
 }
 
+/// What a wait asks the system for the sake of `event`; 0 when it can not be signalled.
+Readiness interestIn(void* event) {
+    return event == nullptr ? 0 : interestOf(*toEvent(event));
+}
+
 /// The first signalled one among polled event objects, or -1; takes closed sockets out of the waiting.
-int takeSignalled(void* const* events, pollfd* entries, int count) {
+int takeSignalled(void* const* events, pollfd* entry, int count) {
     for (int i = 0; i < count; ++i) {
-        pollfd& entry = entries[i];
-        if (entry.fd < 0 || entry.revents == 0) {
+        if (interestIn(events[i]) == 0) {
             continue;
         }
-        if ((entry.revents & POLLNVAL) != 0) {
-            entry.fd = -1;
+        pollfd& answer = *entry++;
+        if (answer.fd < 0 || answer.revents == 0) {
+            continue;
+        }
+        if ((answer.revents & POLLNVAL) != 0) {
+            answer.fd = -1;
             continue;
         }
         SocketEvent& event = *toEvent(events[i]);
-        event.delivered = usable(event, static_cast<Readiness>(static_cast<unsigned short>(entry.revents)));
+        event.delivered = usable(event, static_cast<Readiness>(static_cast<unsigned short>(answer.revents)));
         if (event.delivered != 0) {
             return i;
         }
@@ -132,14 +140,16 @@ int takeSignalled(void* const* events, pollfd* entries, int count) {
 }
 
 int waitOnEntries(void* const* events, pollfd* entries, int count, unsigned long timeoutMs) {
+    // Only those that can be signalled: the system refuses more entries than there may be descriptors.
+    nfds_t used = 0;
     for (int i = 0; i < count; ++i) {
-        const SocketEvent* const event = toEvent(events[i]);
-        const Readiness interest = event == nullptr ? 0 : interestOf(*event);
-        entries[i] = {interest == 0 ? -1 : event->descriptor(), static_cast<short>(interest), 0};
+        if (const Readiness interest = interestIn(events[i]); interest != 0) {
+            entries[used++] = {toEvent(events[i])->descriptor(), static_cast<short>(interest), 0};
+        }
     }
     const WaitDeadline deadline(timeoutMs);
     for (;;) {
-        const int ready = poll(entries, static_cast<nfds_t>(count), deadline.remainingMs());
+        const int ready = poll(entries, used, deadline.remainingMs());
         if (ready < 0 && errno != EINTR) {
             return -1;
         }
