@@ -56,7 +56,7 @@ def read_results(files):
 
 
 def summarise(results):
-    """Medians in nanoseconds by (measurement, who, variant), errors by the same, resident bytes of an idle connection."""
+    """Medians in nanoseconds by (measurement, who, variant), errors by the same, resident bytes of an idle connection, runs."""
     times, errors, resident = collections.defaultdict(list), {}, []
     for run in (run for result in results for run in result["benchmarks"] if run["run_type"] == "iteration"):
         parts = run["name"].split("/")
@@ -70,7 +70,8 @@ def summarise(results):
         times[key].append(run["real_time" if wall else "cpu_time"])
         if key[:2] == ("idle", "ours"):
             resident.append(run["resident"])
-    return {key: statistics.median(values) for key, values in times.items()}, errors, resident
+    runs = max(map(len, times.values()), default=0)
+    return {key: statistics.median(values) for key, values in times.items()}, errors, resident, runs
 
 
 def show_time(nanoseconds):
@@ -90,7 +91,7 @@ def compare(row, medians):
     theirs, peer = min((medians[beside, name, variant], name) for name in peers if (beside, name, variant) in medians)
     ratio, judge, word = JUDGES[kind]
     value = ratio(mine, theirs)
-    goal = ("", "") if wanted is None else (f"{word} {wanted}", verdict(judge(round(value, 2), wanted)))
+    goal = ("", "") if wanted is None else (f"{word} {wanted}", verdict(judge(value, wanted)))
     return (subject, show_time(mine), f"{peer} {show_time(theirs)}", f"{value:.2f} {kind}", *goal)
 
 
@@ -115,13 +116,14 @@ def main():
     if not results:
         sys.exit("report: no measurement has such a name")
     context = results[0]["context"]
-    table = make_table(*summarise(results))
+    *summary, runs = summarise(results)
+    table = make_table(*summary)
     widths = [max(len(line[column]) for line in table) for column in range(len(table[0]))]
     lines = ["| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |" for line in table]
     lines.insert(1, "|" + "|".join("-" * (width + 2) for width in widths) + "|")
     machine = f"{processor_name()}, {context['num_cpus']} processors, {platform.system()} {platform.release()}"
     missed = sum(line[-1] == verdict(False) for line in table)
-    text = "\n".join([f"# Speed, {context['date'][:10]}", "", f"{machine}; {compiler}. Medians of 5 runs.", "", *lines, "",
+    text = "\n".join([f"# Speed, {context['date'][:10]}", "", f"{machine}; {compiler}. Medians of {runs} runs.", "", *lines, "",
                       f"{len(table) - 1} rows, {missed} missed."])
     with open(report, "w", encoding="utf-8") as file:
         file.write(text + "\n")
