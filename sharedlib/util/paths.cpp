@@ -63,13 +63,10 @@ std::string cutAtLastBackslash(std::string path) {
     return path;
 }
 
-char lower(char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A')) : character;
-}
-
-bool equalInAnyCase(std::string_view left, std::string_view right) {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char a, char b) { return lower(a) == lower(b); });
+bool equalInAnyCase(std::string left, std::string right) {
+    makeLower(left.data());
+    makeLower(right.data());
+    return left == right;
 }
 
 // The output folder below the user's documents folder; "" when there is no documents folder or the path is too long.
@@ -163,13 +160,12 @@ std::string GetOutputPath(char const* path) {
 }
 
 std::string GetRelativePath(char const* path) {
-    const std::string_view game = s_gamePath.data();
-    std::string_view text = path;
-    if (!equalInAnyCase(text.substr(0, game.size()), game)) {
-        return path;
+    const std::string text = path;
+    const std::size_t length = std::strlen(s_gamePath.data());
+    if (!equalInAnyCase(text.substr(0, length), s_gamePath.data())) {
+        return text;
     }
-    text.remove_prefix(game.size());
-    return std::string(text.substr(std::min<std::size_t>(1, text.size())));
+    return text.substr(std::min(length + 1, text.size()));
 }
 
 std::string MakeFullPath(char const* folder, char const* name) {

@@ -3,10 +3,14 @@
 #include "sharedlib/export.h"
 #include <string>
 
-/// Paths are written with a drive and backslashes on every system; `NativePath` turns one into the system's own. No
-/// function checks that a path exists, normalises it or logs. The four folders are one set for the whole process, at
-/// most 255 characters each, empty until `InitGamePath`. They carry no lock: set them at start-up, before other threads
-/// read.
+/// Paths are written with a drive and backslashes on every system; `NativePath` turns one into the system's own. No path
+/// builder normalises a path or looks whether it exists, and nothing here logs. Where null is not mentioned, it must not
+/// be given. The four folders are one set for the whole process, at most 255 characters each, empty until
+/// `InitGamePath`.
+///
+/// Threads: the folders and drives carry no lock, and every log line reads the output path. So `InitGamePath`,
+/// `SetOutputPath`, `InitRemotePath` and `MapDrive` must not run while another thread builds a path or logs: call them
+/// at start-up. `ForceExePath` changes the whole process's working directory. All else may be called from any thread.
 
 /// Sets all four folders. The game path becomes the working directory in lower case, the parent path the folder above
 /// it, the remote game path the game path. The output path becomes the game path or, if `useDocumentsFolder` is true
@@ -19,7 +23,8 @@ SHAREDLIB_API void InitGamePath(bool useDocumentsFolder, char const* folderName)
 /// standard output (the program's path cannot be told or has more than 259 characters) or standard error.
 SHAREDLIB_API int ForceExePath();
 
-/// Replaces the output path; null and more than 255 characters are refused and change nothing.
+/// Replaces the output path; null and more than 255 characters are refused and change nothing. Log files move there
+/// with their next line.
 SHAREDLIB_API void SetOutputPath(char const* path);
 
 /// Replaces the remote game path; null and more than 255 characters are refused and change nothing.
@@ -64,7 +69,7 @@ SHAREDLIB_API bool ensureDirectoryExists(char const* path);
 SHAREDLIB_API std::string NativePath(char const* path);
 
 /// Makes `nativeFolder`, an absolute path of the system's own, the root of `drive`, a letter; null or "" undoes it.
-/// Files that are open stay where they are. False, with nothing changed, for another drive or a relative folder. Call
-/// it at start-up, before `InitGamePath`. On Windows, where drives are the system's, it changes nothing and returns
-/// false.
+/// Files that are open stay where they are. A folder below no drive, as may be while C is not the root folder, has a
+/// path without a drive. False, with nothing changed, for another drive or a relative folder. Call it at start-up,
+/// before `InitGamePath`. On Windows, where drives are the system's, it changes nothing and returns false.
 SHAREDLIB_API bool MapDrive(char drive, char const* nativeFolder);

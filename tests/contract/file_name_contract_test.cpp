@@ -1,6 +1,8 @@
 // tests/contract/file_name_contract_test.cpp: what every implementation of platform/file_name.h promises.
 #include "sharedlib/platform/file_name.h"
 #include "tests/support/temp_folder.h"
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 
@@ -75,6 +77,17 @@ TEST_F(FileNameContract, MappedDriveIsARootOfItsOwnBothWays) {
     EXPECT_TRUE(mapDrive('d', ""));
     EXPECT_TRUE(mapDrive('c', nullptr));
     EXPECT_EQ(nativePath("d:\\x") + nativePath("c:\\no such"), "d:/x/no such");
+}
+
+[[gnu::destructor]] void askLate() {
+    if (nativePath("q:") != "q:/" && nativePath("q:\\x") != "/a folder too long for a short string/x") {
+        std::fputs("the drives were gone at the end of the process\n", stderr);
+        std::_Exit(1);
+    }
+}
+
+TEST_F(FileNameContract, DrivesLastUntilTheProcessEnds) {
+    EXPECT_TRUE(mapDrive('q', "/a folder too long for a short string")) << "the rest of this test runs after main";
 }
 
 TEST_F(FileNameContract, PathThatCannotBeWrittenHasNoLibraryForm) {

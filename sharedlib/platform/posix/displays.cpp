@@ -321,7 +321,8 @@ std::vector<Monitor> findMonitors(Server& server, Screen const& screen) {
         return {screen.area};
     }
     Message request;
-    request.add(*extension).add<std::uint8_t>(42).add<std::uint16_t>(3).add(screen.root).add<std::uint32_t>(1);
+    request.add(*extension).add<std::uint8_t>(42).add<std::uint16_t>(3).add(screen.root);
+    request.add<std::uint8_t>(1).add<std::uint8_t>(0).add<std::uint16_t>(0);
     std::optional<Message> const reply = server.ask(request);
     std::vector<Monitor> monitors;
     std::size_t offset = kReplySize;

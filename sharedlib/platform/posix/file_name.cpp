@@ -3,6 +3,7 @@
 #include "sharedlib/platform/file.h"
 #include <algorithm>
 #include <array>
+#include <new>
 
 namespace platform {
 namespace {
@@ -17,13 +18,17 @@ struct Drive {
     std::string folder;
 };
 
-std::array<Drive, kDrives>& drives() {
-    static std::array<Drive, kDrives> table = [] {
-        std::array<Drive, kDrives> initial;
-        initial['c' - 'a'].mapped = true;
+using DriveTable = std::array<Drive, kDrives>;
+
+// Never destroyed: a static object of the host may log, and so open a file, after the library's own are gone.
+DriveTable& drives() {
+    alignas(DriveTable) static unsigned char memory[sizeof(DriveTable)];
+    static DriveTable* const table = [] {
+        auto* const initial = new (memory) DriveTable;
+        (*initial)['c' - 'a'].mapped = true;
         return initial;
     }();
-    return table;
+    return *table;
 }
 
 Drive* findDrive(char letter) {

@@ -33,13 +33,14 @@ std::string homeFolder() {
 // The value between the quotes: absolute, or behind "$HOME"; anything else names no folder.
 std::string unquoted(std::string_view value, const std::string& home) {
     constexpr std::string_view kHome = "$HOME";
+    const bool isBehindHome = value.starts_with("$HOME/") || value.starts_with("$HOME\"");
+    if (isBehindHome ? home.empty() : !value.starts_with('/')) {
+        return {};
+    }
     std::string text;
-    if (value.starts_with(kHome)) {
+    if (isBehindHome) {
         text = home;
         value.remove_prefix(kHome.size());
-    }
-    if (!value.starts_with('/') && text.empty()) {
-        return {};
     }
     for (std::size_t i = 0; i < value.size() && value[i] != '"'; ++i) {
         if (value[i] == '\\' && i + 1 < value.size()) {
@@ -75,7 +76,7 @@ std::string documentsFolder() {
     if (folder.empty()) {
         folder = environment("XDG_DOCUMENTS_DIR");
     }
-    if (!folder.starts_with('/')) {
+    if (!folder.starts_with('/') && !home.empty()) {
         folder = home + "/Documents";
     }
     while (folder.size() > 1 && folder.back() == '/') {
