@@ -38,9 +38,10 @@ enum LogLocation : std::int32_t {
 /// and pipe callback, in this order; Fatal and Assert lines also raise a modal error dialog that blocks the calling
 /// thread, so a server calls `setUseDialogs(false)`.
 ///
-/// Every operation is safe in any thread unless it says otherwise, reports no error and throws nothing of its own; what
-/// cannot be written is lost. An exception that a host's callback throws passes through the log call. A thread that is
-/// already inside a log call of this logger (in a callback, say) logs nothing. A process that forks while another
+/// Every operation is safe in any thread unless it says otherwise, and none reports an error; what cannot be written is
+/// lost. A log call throws nothing of its own, but an exception that a host's callback throws passes through it. Those
+/// operations that take or give a text throw `std::bad_alloc` when memory is exhausted. A thread that is already inside
+/// a log call of this logger (in a callback, say) logs nothing. A process that forks while another
 /// thread logs must not log in the child before it has executed a program.
 ///
 /// `channel` is a value of `Log` throughout. Formats are those of printf, the same on every system; beside `%lld` they

@@ -4,7 +4,8 @@
 namespace platform {
 
 /// Shows `text` in an error box with the title `caption` and one OK button, and returns when the user has closed it.
-/// Without a display, or without a program that can show a box, the text goes to standard error and the call returns.
+/// Without a display that answers, a program that can show a box, or memory for it, the text goes to standard error and
+/// the call returns.
 /// Bytes that are not UTF-8 appear as question marks. Any thread.
 void showErrorDialog(char const* caption, char const* text);
 

@@ -1,6 +1,7 @@
 // tests/contract/dialog_contract_test.cpp: what every implementation of platform/dialog.h promises.
 #include "sharedlib/platform/dialog.h"
 #include "tests/support/environment.h"
+#include "tests/support/failing_alloc.h"
 #include "tests/support/temp_folder.h"
 #include <csignal>
 #include <gmock/gmock.h>
@@ -79,6 +80,12 @@ TEST_F(DialogContract, WithoutDisplayOrProgramTheTextGoesToStandardError) {
 TEST_F(DialogContract, BoxThatCouldNotBeShownLeavesTheTextOnStandardError) {
     install("zenity", 1);
     EXPECT_EQ(show("display out of reach"), "Error: display out of reach\n");
+    install("zenity", 0);
+    const std::string text = "memory is exhausted, too little for a box";
+    testing::internal::CaptureStderr();
+    const FailingAlloc memory(1);
+    EXPECT_NO_THROW(platform::showErrorDialog("Error", text.c_str()));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: " + text + "\n");
 }
 
 TEST_F(DialogContract, HostThatIgnoresItsChildrenIsNotHeldUp) {

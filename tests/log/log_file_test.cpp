@@ -1,5 +1,6 @@
 // tests/log/log_file_test.cpp: names, moves and bytes of log files in a real folder.
 #include "tests/log/log_file_fixture.h"
+#include "tests/support/failing_alloc.h"
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
@@ -161,6 +162,23 @@ TEST_F(LogFileTest, FailedOpeningIsFinalUntilPrefixOrFolderChange) {
     SetOutputPath(m_folder.library("other").c_str());
     log(*second, "one");
     EXPECT_EQ(m_folder.read("other/deep/logs/Server_00001.txt"), "one\r\n");
+}
+
+TEST_F(LogFileTest, LinesAreLostWhileMemoryIsExhaustedAndNoneAfterwards) {
+    bool failed = true;
+    for (int allocation = 1; failed; ++allocation) {
+        const auto logger = makeLogger();
+        // The first opening, and then a move.
+        for (const char* prefix : {"Server", "Zone"}) {
+            logger->setFilePrefix(prefix);
+            const FailingAlloc memory(allocation);
+            EXPECT_NO_THROW(logger->syslog(LogSev_Info, Log::Generic, "perhaps"));
+            failed = memory.failed();
+        }
+        log(*logger, "kept");
+        const std::string name = logger->getFileName();
+        EXPECT_TRUE(m_folder.read("logs" + name.substr(name.rfind('\\')).replace(0, 1, "/")).ends_with("kept\r\n"));
+    }
 }
 
 TEST_F(LogFileTest, LineHasExactBytesUpToItsLimit) {

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace {
@@ -17,13 +18,13 @@ constexpr std::size_t kMinDigits = 5;
 constexpr int kMaxAttempts = 1000;
 constexpr std::string_view kExtension = ".txt";
 
-std::string numberedName(const std::string& base, std::uint64_t number) {
+// What follows the prefix and its underscore in a file's name.
+std::string nameEnding(std::uint64_t number) {
     const std::string digits = std::to_string(number);
-    std::string name = base;
-    name.append(kMinDigits - std::min(kMinDigits, digits.size()), '0');
-    name += digits;
-    name += kExtension;
-    return name;
+    std::string ending(kMinDigits - std::min(kMinDigits, digits.size()), '0');
+    ending += digits;
+    ending += kExtension;
+    return ending;
 }
 
 // The decimal number that `text` begins with. One that has no successor in 64 bits is nothing that a log file counted
@@ -35,12 +36,8 @@ std::uint64_t leadingNumber(std::string_view text) {
     return isCount ? number : 0;
 }
 
-// The highest number among the names that begin with `base`, 0 when there are none.
-std::uint64_t highestNumber(const std::string& base) {
-    // The prefix may name folders of its own.
-    const std::size_t split = base.find_last_of("\\/") + 1;
-    const std::string_view stem = std::string_view(base).substr(split);
-    const std::string folder = NativePath(base.substr(0, split).c_str());
+// The highest number among the names in `folder` that begin with `stem`, 0 when there are none.
+std::uint64_t highestNumber(const std::string& folder, const std::string& stem) {
     std::uint64_t highest = 0;
     platform::scanFolder(folder.c_str(), stem, kExtension, [&](std::string_view name) {
         highest = std::max(highest, leadingNumber(name.substr(stem.size())));
@@ -71,13 +68,15 @@ void LogFile::openIfNeeded() {
     if (m_opened && isFolderUnchanged()) {
         return;
     }
+    // Until everything is done: memory may run out, and then the next line tries again.
+    m_opened = false;
     const std::string& folderName = m_logger->m_logDirName;
     m_directory = GetOutputPath(folderName.c_str());
     if (!folderName.empty()) {
         ensureDirectoryExists(m_directory.c_str());
     }
-    m_opened = true;
     openNumbered(m_directory + '\\' + m_filePrefix + '_');
+    m_opened = true;
 }
 
 // Whether GetOutputPath of the folder's name still gives m_directory. Asked for every line, so it builds no path: the
@@ -94,27 +93,34 @@ bool LogFile::isFolderUnchanged() const {
 
 void LogFile::openNumbered(const std::string& base) {
     close();
+    // The prefix may name folders of its own.
+    const std::size_t split = base.find_last_of("\\/") + 1;
+    const std::string folder = NativePath(base.substr(0, split).c_str());
+    const std::string stem = base.substr(split);
     const bool isFirst = m_fileName.empty();
     std::uint64_t highest = 0;
     for (int attempts = 0; attempts < kMaxAttempts; ++attempts) {
-        highest = std::max(highest, highestNumber(base)) + 1;
+        highest = std::max(highest, highestNumber(folder, stem)) + 1;
+        const std::string ending = nameEnding(highest);
+        // The scan has seen the names that differ in case only, so the new one need not be looked up without regard to
+        // it.
+        const int error = openAs(base + ending, folder + stem + ending, isFirst);
         // Only a name that somebody else took meanwhile is worth another number; anything else would fail again.
-        if (!platform::isNameTaken(openAs(numberedName(base, highest), isFirst))) {
+        if (!platform::isNameTaken(error)) {
             return;
         }
     }
 }
 
 // Opens the file as `name`: a new one if `isNew`, else the present one, moved there if it can be. Gives an error or 0.
-int LogFile::openAs(const std::string& name, bool isNew) {
-    const std::string native = NativePath(name.c_str());
+int LogFile::openAs(std::string name, const std::string& native, bool isNew) {
     if (!isNew && m_fileName != name) {
         isNew = platform::renameWithoutReplacing(NativePath(m_fileName.c_str()).c_str(), native.c_str()) != 0;
     }
     const auto open = isNew ? &platform::createFile : &platform::openForAppend;
     const int error = open(native.c_str(), m_file);
     if (!isNew || error == 0) {
-        m_fileName = name;
+        m_fileName = std::move(name);
     }
     if (isNew && error == 0) {
         m_lastWritten = '\n';
@@ -122,9 +128,18 @@ int LogFile::openAs(const std::string& name, bool isNew) {
     return error;
 }
 
+// Whether there is a file to write to.
+bool LogFile::isReady() {
+    try {
+        openIfNeeded();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return m_file.isOpen();
+}
+
 void LogFile::write(std::string_view text, bool dateFlag, bool isError) {
-    openIfNeeded();
-    if (!m_file.isOpen()) {
+    if (!isReady()) {
         return;
     }
     if (m_buffer.size() - m_buffered < kWorstLine) {

@@ -50,7 +50,8 @@ private:
 
     [[nodiscard]] bool isFolderUnchanged() const;
     void openNumbered(const std::string& base);
-    int openAs(const std::string& name, bool isNew);
+    int openAs(std::string name, const std::string& native, bool isNew);
+    [[nodiscard]] bool isReady();
     std::size_t appendTimeStamp();
     void appendText(std::string_view text);
     void appendBytes(std::string_view bytes);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <new>
 #include <spawn.h>
 #include <string>
 #include <string_view>
@@ -119,21 +120,26 @@ bool wasAnswered(pid_t child) {
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-bool showBox(std::string const& caption, std::string const& text) {
-    for (CommandLine& command : boxes(caption, text)) {
-        pid_t const child = start(command);
-        if (child > 0) {
-            return wasAnswered(child);
+// Whether somebody has seen the box. False, too, when memory is exhausted.
+bool showBox(char const* caption, char const* text) {
+    try {
+        for (CommandLine& command : boxes(readable(caption), readable(text))) {
+            pid_t const child = start(command);
+            if (child > 0) {
+                return wasAnswered(child);
+            }
         }
+        return false;
+    } catch (std::bad_alloc const&) {
+        return false;
     }
-    return false;
 }
 
 } // namespace
 
 void showErrorDialog(char const* caption, char const* text) {
     // A box that nobody can have seen, for want of a display that answers, leaves the text on standard error as well.
-    if (!hasDisplay() || !showBox(readable(caption), readable(text))) {
+    if (!hasDisplay() || !showBox(caption, text)) {
         std::fprintf(stderr, "%s: %s\n", caption, text);
     }
 }
