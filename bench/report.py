@@ -43,6 +43,12 @@ ROWS = [
     ("10,000 connections, 1 % speak: a frame", "idle", "", "idle", ["bare epoll"], SHARE, 1.5),
     ("10,000 connections, 1 % speak: a frame", "idle", "", "idle", ["libuv"], SHARE, None),
 ]
+SIZES = [("64", "64 bytes", 1), ("4096", "4 KB", None), ("1048576", "1 MB", 5)]
+CODECS = [("64", ["OpenSSL"]), ("32", ["APR"]), ("16", ["APR", "nettle"])]
+for base, peers in CODECS:
+    for size, words, wanted in SIZES:
+        ROWS.append((f"Base{base} of {words}", f"base{base}_out", size, f"base{base}_out", peers, FASTER, wanted))
+        ROWS.append((f"{words} from Base{base}", f"base{base}_in", size, f"base{base}_in", peers, FASTER, wanted))
 IDLE_LIMIT_KB = 6
 
 

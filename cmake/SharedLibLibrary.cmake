@@ -9,6 +9,11 @@ endif()
 
 file(GLOB_RECURSE core_sources CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} sharedlib/*.cpp)
 list(FILTER core_sources EXCLUDE REGEX "^sharedlib/platform/")
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+  list(FILTER core_sources EXCLUDE REGEX "/codec_vectors_none\\.cpp$")
+else()
+  list(FILTER core_sources EXCLUDE REGEX "/codec_vectors_avx2\\.cpp$")
+endif()
 file(GLOB SHAREDLIB_PLATFORM_SOURCES CONFIGURE_DEPENDS sharedlib/platform/${SHAREDLIB_SYSTEM}/*.cpp)
 
 function(sharedlib_objects name)

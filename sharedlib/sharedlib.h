@@ -27,6 +27,7 @@
 #include "sharedlib/packed/little_endian.h"
 #include "sharedlib/packed/md5.h"
 #include "sharedlib/packed/packed_data.h"
+#include "sharedlib/packed/text_codecs.h"
 #include "sharedlib/rpc/rpc.h"
 #include "sharedlib/rpc/rpc_hooks.h"
 #include "sharedlib/rpc/rpc_mgr.h"
