@@ -9,6 +9,8 @@
 #include "sharedlib/platform/socket_event.h"
 #include <algorithm>
 #include <array>
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -33,6 +35,19 @@ void logOversize(std::uint64_t size) {
 bool fitsDatagram(std::uint64_t size) {
     return size <= 0xFFFF && size + stream_frame::kShortHeaderSize <= CConnection::s_maxUDPPacketSize;
 }
+
+/// Takes the packet that is being built out of its place while it lives: a log callback may send a datagram of its own.
+class PacketAside {
+public:
+    explicit PacketAside(std::unique_ptr<CCharVector>& place) : m_place(place), m_packet(std::move(place)) {}
+    ~PacketAside() { m_place = std::move(m_packet); }
+    PacketAside(const PacketAside&) = delete;
+    PacketAside& operator=(const PacketAside&) = delete;
+
+private:
+    std::unique_ptr<CCharVector>& m_place;
+    std::unique_ptr<CCharVector> m_packet;
+};
 
 /// The sizes of the message at the front of the `available` bytes of a datagram; a header of 0 when it is malformed or
 /// runs past the end.
@@ -83,6 +98,7 @@ bool CConnection::SendMultiMsg(CCharVectorList* messages, unsigned long ip, unsi
     auto next = messages->begin();
     for (; next != messages->end(); ++next) {
         if (!fitsDatagram(next->size())) {
+            const PacketAside aside(m_udpPacket);
             logOversize(next->size());
         } else if (!AddDataToDgramPacket(static_cast<unsigned short>(next->size()), next->data())) {
             break;
@@ -97,6 +113,7 @@ void CConnection::SendDgramMessageRaw(CCharVector* packet, unsigned long ip, uns
     if (packet == nullptr) {
         return;
     }
+    const PacketAside aside(m_udpPacket);
     SHAREDLIB_LOG(LogSev_Info, Log::Network, "Sending %d bytes over UDP", static_cast<int>(packet->size()));
     const platform::TransferResult sent =
         platform::sendDatagram(m_socket, packet->data(), packet->size(), {static_cast<std::uint32_t>(ip), port});

@@ -19,6 +19,15 @@ bool showsLines() {
     return log_gate::openLogger(LogSev_Info, Log::Network) != nullptr;
 }
 
+/// Hands a message to the handler, which may delete the connection, and gives the whole milliseconds that it took.
+std::uint32_t timedDelivery(CMessageHandler* handler, CConnection* conn, const void* data, std::uint64_t size) {
+    const std::int64_t start = platform::stretchCounter();
+    if (handler != nullptr) {
+        handler->HandleMessage(conn, data, static_cast<unsigned long>(size));
+    }
+    return wholeMilliseconds(platform::stretchCounter() - start);
+}
+
 } // namespace
 
 /// How a look at the front of the buffer ended.
@@ -109,15 +118,11 @@ void CConnection::ProcessInboundData() {
 /// One pass that begins at `now` of the performance counter. The connection may have been deleted at its end.
 void CConnection::runInboundPass(std::int64_t now) {
     InboundPass pass(*this, now);
-    FrameResult result = FrameResult::Starved;
+    FrameResult result = FrameResult::Taken;
     bool processed = false;
-    while (m_inboundBytes >= stream_frame::kShortHeaderSize) {
+    while (result == FrameResult::Taken && m_inboundBytes >= stream_frame::kShortHeaderSize) {
         result = processFrame(pass);
-        if (result != FrameResult::Taken) {
-            break;
-        }
-        processed = true;
-        result = FrameResult::Starved;
+        processed = processed || result == FrameResult::Taken;
     }
     if (!pass.guard.deleted()) {
         m_maxReadEventsPerFrame = std::max(m_maxReadEventsPerFrame, pass.messages);
@@ -125,7 +130,7 @@ void CConnection::runInboundPass(std::int64_t now) {
     }
 }
 
-/// Settles the budget's counter and makes room; `processed` says whether the pass took off a frame before its last one.
+/// Settles the budget's counter and makes room; `processed` says whether the pass took off a frame and went on.
 void CConnection::endInboundPass(FrameResult result, bool processed) {
     if (result == FrameResult::Gone) {
         return;
@@ -148,7 +153,7 @@ CConnection::FrameResult CConnection::processFrame(InboundPass& pass) {
     const auto value = little_endian::load<std::uint16_t>(frame);
     if (value == stream_frame::kPingRequest) {
         takePingRequest();
-        return FrameResult::Taken;
+        return pass.guard.sameLife() ? FrameResult::Taken : FrameResult::Gone;
     }
     if (value == stream_frame::kPingReply) {
         takePingReply();
@@ -190,11 +195,7 @@ CConnection::FrameResult CConnection::deliverFrame(InboundPass& pass, std::uint6
     // Taken off before the call, so that nothing the handler does makes this frame come again.
     consumeInbound(headerSize + bodySize);
     if (!m_ignorePackets) {
-        const std::int64_t begun = platform::stretchCounter();
-        if (m_handler != nullptr) {
-            m_handler->HandleMessage(this, body, static_cast<unsigned long>(bodySize));
-        }
-        const std::uint32_t spent = wholeMilliseconds(platform::stretchCounter() - begun);
+        const std::uint32_t spent = timedDelivery(m_handler, this, body, bodySize);
         if (pass.guard.deleted()) {
             return FrameResult::Gone;
         }
@@ -236,11 +237,7 @@ void CConnection::callHandler(const void* data, unsigned long size, const Deleti
     if (m_ignorePackets) {
         return;
     }
-    const std::int64_t start = platform::stretchCounter();
-    if (m_handler != nullptr) {
-        m_handler->HandleMessage(this, data, size);
-    }
-    const std::uint32_t spent = wholeMilliseconds(platform::stretchCounter() - start);
+    const std::uint32_t spent = timedDelivery(m_handler, this, data, size);
     if (!guard.deleted()) {
         m_processTime += spent;
     }
@@ -252,8 +249,9 @@ bool CConnection::CheckMessageSize(unsigned long size) {
 
 void CConnection::takePingRequest() {
     SHAREDLIB_LOG(LogSev_Info, Log::Network, "Received MSG_PingSend");
-    m_outbound.append(stream_frame::kPingReplyBytes.data(), stream_frame::kControlFrameSize);
     consumeInbound(stream_frame::kControlFrameSize);
+    // Last, because the queue's warning may be heard by somebody who deletes the connection.
+    m_outbound.append(stream_frame::kPingReplyBytes.data(), stream_frame::kControlFrameSize);
 }
 
 void CConnection::takePingReply() {

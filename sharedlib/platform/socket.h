@@ -84,7 +84,7 @@ ConnectProgress pollConnect(NativeSocket socket);
 /// descriptor is left for.
 AcceptResult acceptSocket(NativeSocket listener);
 
-/// One `recv` of at least one byte of `capacity`; `count` 0 means that the peer closed its side.
+/// One `recv` of up to `capacity` bytes, which is not 0; `count` 0 means that the peer closed its side.
 TransferResult receiveBytes(NativeSocket socket, void* target, std::size_t capacity);
 /// One `send`; may take fewer bytes than offered.
 TransferResult sendBytes(NativeSocket socket, const void* data, std::size_t size);

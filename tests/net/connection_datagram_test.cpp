@@ -110,6 +110,22 @@ TEST_F(ConnectionDatagram, BatchesFillDatagramsFromTheFrontOfTheList) {
     EXPECT_EQ(sender.getMessagesSent(), 0U);
 }
 
+TEST_F(ConnectionDatagram, ALogCallbackThatSendsSpoilsNoPacket) {
+    static CConnection* teller = nullptr;
+    static unsigned short target = 0;
+    teller = &sender;
+    target = receiver.GetLocalPort();
+    log.show(Log::Network, LogSev_Info);
+    log.logger().setDBLogFunction([](LogItemSeverityLevel, int, char const*, int, char const*) {
+        teller->SendMsg(3, "log", kLoopback, target);
+    });
+    CCharVectorList list{bytes(2), bytes(2000), bytes(3)};
+    EXPECT_FALSE(sender.SendMultiMsg(&list, kLoopback, target));
+    sender.SendMsg(4, "single", kLoopback, target);
+    log.logger().setDBLogFunction(nullptr);
+    expectMessages({"log", "log", "mm", "mmm", "log", "sing"});
+}
+
 TEST_F(ConnectionDatagram, OversizeIsJudgedByTheFullLength) {
     const std::string body(200'000, 'x');
     const unsigned short port = receiver.GetLocalPort();
