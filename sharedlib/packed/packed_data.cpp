@@ -31,37 +31,40 @@ void CPackedData::copy(const CPackedData& other) {
     m_md5 = false;
     m_readError = false;
     moveTo({0, length});
+    m_keptEnd = 0;
 }
 
 void CPackedData::setPutIndex(unsigned long index) {
     moveTo({static_cast<std::uint32_t>(std::min<std::uint64_t>(index, UINT32_MAX)), used()});
-    const std::uint32_t end = canWrite() ? std::min(m_putIndex, Buffer::size()) : 0;
-    // What is skipped over becomes part of the message with the next write; nobody else's bytes may leave in it.
-    if (end > m_usedSize) {
-        std::memset(writeData() + m_usedSize, 0, end - m_usedSize);
-    }
+    clearTo(m_putIndex);
 }
 
 void CPackedData::testPutGrowth(int length) {
-    if (length < 0) {
-        return;
-    }
-    const std::uint64_t end = std::uint64_t{position().put} + static_cast<std::uint32_t>(length);
+    const std::int64_t end = std::max<std::int64_t>(std::int64_t{position().put} + length, 0);
     if (!canWrite()) {
-        moveTo({m_putIndex, static_cast<std::uint32_t>(std::min<std::uint64_t>(end, Buffer::size()))});
-    } else if (makeRoom(static_cast<std::uint32_t>(length))) {
-        if (end > used()) {
-            std::memset(writeData() + used(), 0, end - used());
-        }
+        moveTo({m_putIndex, static_cast<std::uint32_t>(std::min<std::int64_t>(end, Buffer::size()))});
+    } else if (makeRoom(static_cast<std::uint32_t>(std::max(length, 0)))) {
+        clearTo(static_cast<std::uint32_t>(end));
         moveTo({m_putIndex, static_cast<std::uint32_t>(end)});
     }
 }
 
 void CPackedData::moveTo(Position position) {
+    m_keptEnd = keptEnd();
     m_putIndex = position.put;
     m_usedSize = position.used;
     m_writeLimit = {};
     settle();
+}
+
+// Zeroes the storage from where the message has never been up to `end`: it becomes part of the message with a later
+// write, and nobody else's bytes may leave in it. Storage that is grown later is zeroed by growing.
+void CPackedData::clearTo(std::uint32_t end) {
+    const std::uint32_t start = keptEnd();
+    end = canWrite() ? std::min(end, Buffer::size()) : 0;
+    if (end > start) {
+        std::memset(writeData() + start, 0, end - start);
+    }
 }
 
 // Makes `length` bytes at the put index writable, growing in steps of at least 1024 bytes. False for a view, for a

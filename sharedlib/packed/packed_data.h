@@ -47,6 +47,7 @@ public:
         }
         *writeData() = 0;
         m_putIndex = 1;
+        m_keptEnd = 0;
     }
 
     /// \name Writers
@@ -65,7 +66,8 @@ public:
     void PutDouble(double value) { put(std::bit_cast<std::uint64_t>(value), kDouble); }
     /// The 16-bit mark 0x3C02.
     void PutMagic() { put(kMagicNumber, kMagic); }
-    /// `length` raw bytes; a length of 0 or less writes none. Only in debug mode does a 32-bit length precede them.
+    /// `length` raw bytes from outside this message; a length of 0 or less writes none. Only in debug mode does a
+    /// 32-bit length precede them.
     void PutData(const void* source, int length);
     /// The text up to its first zero byte behind a 16-bit length; null writes as the empty text. Texts hold at most
     /// 32,767 bytes: one of 32,768 to 65,535 bytes is written as its length alone, a longer one is cut to its length
@@ -78,13 +80,14 @@ public:
     void putSizeAtOffset(unsigned long offset);
     /// @}
 
-    /// Sets the offset of the next write. Nothing is checked here; a later write makes the room it needs, and bytes
-    /// skipped over are 0.
+    /// Sets the offset of the next write. Nothing is checked here; a later write makes the room it needs. Bytes skipped
+    /// over keep what this message has held there, and are 0 where it has held nothing.
     void setPutIndex(unsigned long index);
     /// The offset of the next write.
     int GetPutIndex() const { return static_cast<int>(untouched() ? 0 : m_putIndex); }
-    /// Makes room for `length` bytes at the put index and lets the message end behind them; those that were no part of
-    /// it before are 0. A view takes no more than it has. A negative length does nothing.
+    /// Makes room for `length` bytes at the put index and lets the message end behind them; those that it has never
+    /// held are 0. A view takes no more than it has. With a negative length the message ends before the put index, but
+    /// not before its start.
     void testPutGrowth(int length);
 
     /// Says whether values carry type tags. On the wire it holds when set before the first write.
@@ -263,6 +266,7 @@ private:
     // first value takes the straight line too. To everybody else its put index and size are still 0.
     bool untouched() const { return m_putIndex == 1 && writingOn(); }
     std::uint32_t used() const { return writingOn() ? (m_putIndex != 1 ? m_putIndex : 0) : m_usedSize; }
+    std::uint32_t keptEnd() const { return m_keptEnd > used() ? m_keptEnd : used(); }
     bool remains(std::uint32_t length) const { return std::uint64_t{m_getIndex} + length <= used(); }
     std::uint8_t header() const { return static_cast<std::uint8_t>((m_md5 ? 2 : 0) | (m_debug ? 1 : 0)); }
 
@@ -288,6 +292,7 @@ private:
     // An empty message without flags; the next value may take the straight line.
     void startMessage() {
         m_putIndex = 0;
+        m_keptEnd = 0;
         m_usedSize = 0;
         m_writeLimit = {};
         if (canWrite() && Buffer::size() != 0) {
@@ -298,6 +303,7 @@ private:
     }
     // The message ends at `end` after a write, and the next one may take the straight line.
     void wroteTo(std::uint32_t end) {
+        m_keptEnd = keptEnd();
         m_putIndex = end;
         m_usedSize = end;
         if (end == 1) {
@@ -360,6 +366,7 @@ private:
     void moveTo(Position position);
     bool beginValue(Tag tag);
     bool makeRoom(std::uint32_t length);
+    void clearTo(std::uint32_t end);
     bool putBytes(std::uint64_t value, std::uint32_t size);
     bool putBlob(const void* source, int length);
     void putText(const char* text, std::size_t bytes);
@@ -373,6 +380,8 @@ private:
     void displayData() const;
 
     mutable std::uint32_t m_putIndex = 0;
+    // How far the message once reached, if that is farther than it does now: its own bytes stand up to here.
+    std::uint32_t m_keptEnd = 0;
     mutable std::uint32_t m_getIndex = 0;
     // Bytes of the message while both write limits are 0.
     mutable std::uint32_t m_usedSize = 0;

@@ -53,8 +53,8 @@ void CPackedData::GetData(CPackedData& destination, int length) {
     beginBlob();
     if (remains(size)) {
         GetDataNoDebug(destination.writeData(), length);
-    } else if (destination.canWrite() && destination.used() < size) {
-        std::memset(destination.writeData() + destination.used(), 0, size - destination.used());
+    } else {
+        destination.clearTo(size);
     }
     destination.moveTo({destination.position().put, size});
 }

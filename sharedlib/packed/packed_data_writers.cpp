@@ -32,8 +32,11 @@ void CPackedData::putSizeAtOffset(unsigned long offset) {
     }
     const Position end = position();
     setPutIndex(offset);
-    PutUint32(end.put - m_putIndex - 4 - (m_debug ? 1 : 0));
-    moveTo({std::max(end.put, m_putIndex), std::max(end.used, used())});
+    const std::uint32_t field = m_putIndex;
+    PutUint32(end.put - field - 4 - (m_debug ? 1 : 0));
+    // A field that cannot be written leaves the message as it was.
+    const bool written = m_putIndex != field;
+    moveTo({written ? std::max(end.put, m_putIndex) : end.put, std::max(end.used, used())});
 }
 
 void CPackedData::writeHeader() {

@@ -84,7 +84,9 @@ TEST(PackedDataGrowth, PositionsNoMessageCanHaveAreRefusedWithoutHarm) {
         data.testPutGrowth(INT_MAX);
         EXPECT_EQ(data.size(), 2);
         EXPECT_EQ(data.GetPutIndex(), static_cast<int>(std::min<unsigned long>(offset, UINT_MAX)));
+        data.setPutIndex(2);
         data.putSizeAtOffset(offset);
+        EXPECT_EQ(data.GetPutIndex(), 2);
         EXPECT_EQ(data.size(), 2);
         EXPECT_EQ(data.Buffer::size(), 128U);
         EXPECT_EQ(data.GetUint8(), 9);
@@ -92,7 +94,9 @@ TEST(PackedDataGrowth, PositionsNoMessageCanHaveAreRefusedWithoutHarm) {
     CPackedData data;
     data.PutUint8(9);
     data.testPutGrowth(-1);
-    EXPECT_EQ(data.size(), 2);
+    EXPECT_EQ(data.size(), 1);
+    data.testPutGrowth(INT_MIN);
+    EXPECT_EQ(data.size(), 0);
 }
 
 TEST(PackedDataGrowth, ReadingNearTheLargestIndexNeverComesRound) {

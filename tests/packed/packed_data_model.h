@@ -45,12 +45,12 @@ public:
     void setPutIndex(std::uint64_t index) { m_put = index; }
     void testPutGrowth(std::size_t length) {
         grow(length, std::max<std::size_t>(length, 1024));
-        zeroGap(m_put + length);
         m_used = m_put + length;
     }
     void empty() {
         m_put = m_get = m_used = 0;
         m_debug = m_md5 = m_readError = false;
+        std::ranges::fill(m_bytes, '\0');
     }
     /// What a copy constructor makes of it.
     [[nodiscard]] PackedDataModel copied() const {
@@ -108,7 +108,6 @@ private:
     }
     void bytes(const std::string& text) {
         grow(text.size(), 1024);
-        zeroGap(m_put);
         std::copy(text.begin(), text.end(), m_bytes.begin() + m_put);
         m_put += text.size();
         m_used = m_put;
@@ -116,11 +115,6 @@ private:
     void grow(std::size_t length, std::size_t step) {
         if (m_put + length > m_bytes.size()) {
             m_bytes.resize(std::max(m_put + length, m_bytes.size() + step));
-        }
-    }
-    void zeroGap(std::uint64_t end) {
-        if (end > m_used) {
-            std::fill(m_bytes.begin() + m_used, m_bytes.begin() + end, '\0');
         }
     }
     std::uint64_t take(std::size_t size) {
