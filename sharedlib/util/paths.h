@@ -3,9 +3,9 @@
 #include "sharedlib/export.h"
 #include <string>
 
-/// Paths are written with a drive and backslashes on every system; `NativePath` turns one into the system's own. No path
-/// builder normalises a path or looks whether it exists, and nothing here logs. Where null is not mentioned, it must not
-/// be given. The four folders are one set for the whole process, at most 255 characters each, empty until
+/// Paths are written with a drive and backslashes on every system; `NativePath` turns one into the system's own. No
+/// path builder normalises a path or looks whether it exists, and nothing here logs. Where null is not mentioned, it
+/// must not be given. The four folders are one set for the whole process, at most 255 characters each, empty until
 /// `InitGamePath`.
 ///
 /// Threads: the folders and drives carry no lock, and every log line reads the output path. So `InitGamePath`,

@@ -1,5 +1,6 @@
 // tests/contract/file_name_contract_test.cpp: what every implementation of platform/file_name.h promises.
 #include "sharedlib/platform/file_name.h"
+#include "tests/support/each.h"
 #include "tests/support/temp_folder.h"
 #include <cstdio>
 #include <cstdlib>
@@ -22,61 +23,27 @@ protected:
 };
 
 TEST_F(FileNameContract, DrivesAndSeparatorsTurn) {
-    for (const auto& [path, native] : std::initializer_list<std::pair<const char*, const char*>>{
-             {"", ""},
-             {"c:", "/"},
-             {"C:\\", "/"},
-             {"\\", "/"},
-             {"c:\\no such\\Folder", "/no such/Folder"},
-             {"c:no such", "/no such"},
-             {"c:\\\\no such\\\\x\\", "/no such/x/"},
-             {"/no such\\x/y", "/no such/x/y"},
-             {"\\\\no host\\share", "/no host/share"},
-             {"no such\\x", "no such/x"},
-             {"d:\\x", "d:/x"},
-             {"1:x", "1:/x"},
-         }) {
-        EXPECT_EQ(nativePath(path), native) << path;
-    }
+    EXPECT_EQ(each(nativePath, {"", "c:", "C:\\", "\\", "c:no such", R"(c:\\no such\\x\)", "/no such\\x/y",
+                                "\\\\no host\\share", "no such\\x", "d:\\x", "1:x"}),
+              (Texts{"", "/", "/", "/", "/no such", "/no such/x/", "/no such/x/y", "/no host/share", "no such/x",
+                     "d:/x", "1:/x"}));
 }
 
 TEST_F(FileNameContract, MissingNameIsFoundInAnotherCaseFolderByFolder) {
     m_folder.write("Data/World.Dir/File.TXT");
     m_folder.write("Data/World.Dir/FILE.TXT.old");
-    EXPECT_EQ(nativePath(m_folder.library("data\\WORLD.dir\\file.txt")), m_folder.native("Data/World.Dir/File.TXT"));
-    EXPECT_EQ(nativePath(m_folder.library("DATA\\New\\File")), m_folder.native("Data/New/File"));
-    EXPECT_EQ(nativePath(m_folder.library("DATA\\..\\data\\.")), m_folder.native("Data/../Data/."));
-
+    const auto found = [&](const char* path) {
+        return nativePath(m_folder.library(path)).substr(m_folder.native().size());
+    };
+    EXPECT_EQ(found("data\\WORLD.dir\\file.txt"), "/Data/World.Dir/File.TXT");
+    EXPECT_EQ(found("DATA\\New\\..\\data\\."), "/Data/New/../data/.");
     m_folder.makeFolder("dATA");
-    EXPECT_EQ(nativePath(m_folder.library("data")), m_folder.native("Data")) << "the first in byte order of two";
+    EXPECT_EQ(found("data"), "/Data") << "the first in byte order of two";
     m_folder.makeFolder("data");
-    EXPECT_EQ(nativePath(m_folder.library("data\\file")), m_folder.native("data/file")) << "as written comes first";
+    EXPECT_EQ(found("data\\file"), "/data/file") << "as written comes first";
     std::filesystem::create_symlink("nowhere", m_folder.native("link"));
     m_folder.write("Link");
-    EXPECT_EQ(nativePath(m_folder.library("link")), m_folder.native("link")) << "a link to nowhere is a name too";
-}
-
-TEST_F(FileNameContract, MappedDriveIsARootOfItsOwnBothWays) {
-    m_folder.write("Sub/File");
-    EXPECT_TRUE(mapDrive('D', (m_folder.native() + "//").c_str()));
-    EXPECT_EQ(nativePath("d:\\sub\\file"), m_folder.native("Sub/File"));
-    EXPECT_EQ(nativePath("D:"), m_folder.native() + "/");
-    EXPECT_EQ(libraryPath(m_folder.native("Sub/File")), "d:\\Sub\\File");
-    EXPECT_EQ(libraryPath(m_folder.native()), "d:\\");
-    EXPECT_EQ(libraryPath(m_folder.native() + "x"), m_folder.library() + "x")
-        << "a neighbour's name is no folder in it";
-
-    EXPECT_TRUE(mapDrive('c', m_folder.native("Sub").c_str()));
-    EXPECT_EQ(libraryPath(m_folder.native("Sub/File")), "c:\\File");
-    EXPECT_EQ(libraryPath("/no such/x"), "\\no such\\x");
-    EXPECT_EQ(nativePath("\\no such\\x"), "/no such/x") << "and back";
-
-    EXPECT_FALSE(mapDrive('d', "relative"));
-    EXPECT_FALSE(mapDrive('1', "/"));
-    EXPECT_EQ(nativePath("d:\\"), m_folder.native() + "/") << "still mapped";
-    EXPECT_TRUE(mapDrive('d', ""));
-    EXPECT_TRUE(mapDrive('c', nullptr));
-    EXPECT_EQ(nativePath("d:\\x") + nativePath("c:\\no such"), "d:/x/no such");
+    EXPECT_EQ(found("link"), "/link") << "a link to nowhere is a name too";
 }
 
 [[gnu::destructor]] void askLate() {
@@ -86,16 +53,31 @@ TEST_F(FileNameContract, MappedDriveIsARootOfItsOwnBothWays) {
     }
 }
 
-TEST_F(FileNameContract, DrivesLastUntilTheProcessEnds) {
+TEST_F(FileNameContract, MappedDriveIsARootOfItsOwnBothWays) {
+    const std::string& folder = m_folder.native();
+    m_folder.write("Sub/File");
+    EXPECT_TRUE(mapDrive('D', (folder + "//").c_str()));
+    EXPECT_EQ(nativePath("d:\\sub\\file"), folder + "/Sub/File");
+    EXPECT_EQ(libraryPath(folder + "/Sub/File"), "d:\\Sub\\File");
+    EXPECT_EQ(libraryPath(folder), "d:\\");
+    EXPECT_EQ(libraryPath(folder + "x"), m_folder.library() + "x") << "a neighbour's name is no folder in it";
+
+    EXPECT_TRUE(mapDrive('c', (folder + "/Sub").c_str()));
+    EXPECT_EQ(libraryPath(folder + "/Sub/File"), "c:\\File");
+    EXPECT_EQ(libraryPath("/no such/x"), "\\no such\\x");
+    EXPECT_EQ(nativePath("\\no such\\x"), "/no such/x") << "and back";
+
+    EXPECT_FALSE(mapDrive('d', "relative"));
+    EXPECT_FALSE(mapDrive('1', "/"));
+    EXPECT_EQ(nativePath("D:"), folder + "/") << "still mapped";
+    EXPECT_TRUE(mapDrive('d', "") && mapDrive('c', nullptr));
+    EXPECT_EQ(nativePath("d:\\x") + nativePath("c:\\no such"), "d:/x/no such");
     EXPECT_TRUE(mapDrive('q', "/a folder too long for a short string")) << "the rest of this test runs after main";
 }
 
 TEST_F(FileNameContract, PathThatCannotBeWrittenHasNoLibraryForm) {
-    EXPECT_EQ(libraryPath("/"), "c:\\");
-    EXPECT_EQ(libraryPath("/a/b c/D"), "c:\\a\\b c\\D");
-    EXPECT_EQ(libraryPath("/a\\b"), "");
-    EXPECT_EQ(libraryPath("relative"), "");
-    EXPECT_EQ(libraryPath(""), "");
+    EXPECT_EQ(each(libraryPath, {"/", "/a/b c/D", "/a\\b", "relative", ""}),
+              (Texts{"c:\\", R"(c:\a\b c\D)", "", "", ""}));
 }
 
 } // namespace

@@ -1,62 +1,38 @@
 // tests/contract/folders_contract_test.cpp: what every implementation of platform/folders.h promises.
 #include "sharedlib/platform/folders.h"
+#include "tests/support/each.h"
+#include "tests/support/environment.h"
 #include "tests/support/temp_folder.h"
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <map>
 
 namespace {
 
-class FoldersContract : public testing::Test {
-protected:
-    FoldersContract() {
-        for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DOCUMENTS_DIR"}) {
-            if (const char* value = std::getenv(name)) {
-                m_environment[name] = value;
-            }
-            ::unsetenv(name);
-        }
-        ::setenv("HOME", m_home.native().c_str(), 1);
-    }
-    ~FoldersContract() override {
-        for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DOCUMENTS_DIR"}) {
-            ::unsetenv(name);
-        }
-        for (const auto& [name, value] : m_environment) {
-            ::setenv(name.c_str(), value.c_str(), 1);
-        }
-    }
-    void configure(const std::string& value, const std::string& folder = ".config") {
-        m_home.write(folder + "/user-dirs.dirs", "# a comment\nXDG_MUSIC_DIR=\"$HOME/Music\"\n" + value + "\n");
-    }
-
-    TempFolder m_home;
-    std::map<std::string, std::string> m_environment;
-};
-
-TEST_F(FoldersContract, DocumentsFolderIsTheFirstThatIsNamedIfItExists) {
+TEST(FoldersContract, DocumentsFolderIsTheFirstThatIsNamedIfItExists) {
+    TempFolder const home;
+    Environment const environment(
+        {{"HOME", home.native()}, {"XDG_CONFIG_HOME", std::nullopt}, {"XDG_DOCUMENTS_DIR", std::nullopt}});
     EXPECT_EQ(platform::documentsFolder(), "") << "a folder that does not exist is none";
-    m_home.makeFolder("Documents");
-    m_home.makeFolder("Papers \"x");
-    m_home.makeFolder("other");
-    EXPECT_EQ(platform::documentsFolder(), m_home.native("Documents"));
-    ::setenv("XDG_DOCUMENTS_DIR", m_home.native("other").c_str(), 1);
-    EXPECT_EQ(platform::documentsFolder(), m_home.native("other"));
+    home.makeFolder("Documents");
+    home.makeFolder("Papers \"x");
+    home.makeFolder("other");
+    EXPECT_EQ(platform::documentsFolder(), home.native("Documents"));
 
-    configure("  XDG_DOCUMENTS_DIR=\"$HOME/Papers \\\"x/\" # mine");
-    EXPECT_EQ(platform::documentsFolder(), m_home.native("Papers \"x"));
-    configure("XDG_DOCUMENTS_DIR=\"" + m_home.native("Documents") + '"');
-    EXPECT_EQ(platform::documentsFolder(), m_home.native("Documents"));
-    configure("XDG_DOCUMENTS_DIR=\"$HOME\"");
-    EXPECT_EQ(platform::documentsFolder(), m_home.native());
-    configure("XDG_DOCUMENTS_DIR=\"relative\"");
-    EXPECT_EQ(platform::documentsFolder(), m_home.native("other"));
-    configure("XDG_DOCUMENTS_DIR=\"$HOME/missing\"");
-    EXPECT_EQ(platform::documentsFolder(), "");
-
-    configure("XDG_DOCUMENTS_DIR=\"$HOME/other", "config");
-    ::setenv("XDG_CONFIG_HOME", m_home.native("config").c_str(), 1);
-    EXPECT_EQ(platform::documentsFolder(), m_home.native("other")) << "a value without its closing quote";
+    Environment const named({{"XDG_DOCUMENTS_DIR", home.native("other")}});
+    EXPECT_EQ(platform::documentsFolder(), home.native("other"));
+    std::string config = ".config";
+    auto const configured = [&](std::string const& value) {
+        home.write(config + "/user-dirs.dirs",
+                   "# a comment\nXDG_MUSIC_DIR=\"$HOME/Music\"\n  XDG_DOCUMENTS_DIR=\"" + value + '\n');
+        return platform::documentsFolder();
+    };
+    EXPECT_EQ(configured("$HOME/Papers \\\"x/\" # mine"), home.native("Papers \"x"));
+    EXPECT_EQ(configured(home.native("Documents") + '"'), home.native("Documents"));
+    EXPECT_EQ(configured("$HOME\""), home.native());
+    EXPECT_EQ(configured("$HOME/missing\""), "");
+    EXPECT_EQ(each(configured, {"relative\"", "$HOMEwork\""}), Texts(2, home.native("other"))) << "no folders";
+    config = "cfg";
+    Environment const elsewhere({{"XDG_CONFIG_HOME", home.native(config)}});
+    EXPECT_EQ(configured("$HOME/Documents"), home.native("Documents")) << "a value without its closing quote";
 }
 
 } // namespace

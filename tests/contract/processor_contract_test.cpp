@@ -4,15 +4,10 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-namespace {
-
 TEST(ProcessorContract, AffinityMaskHasABitForEachProcessorOfTheProcess) {
-    auto const processors = static_cast<int>(std::thread::hardware_concurrency());
+    unsigned int const processors = std::thread::hardware_concurrency();
     if (processors == 0 || processors > 64) {
-        EXPECT_LE(std::popcount(platform::processorAffinityMask()), 64);
-        return;
+        GTEST_SKIP() << "more processors than bits, or nobody knows";
     }
-    EXPECT_EQ(std::popcount(platform::processorAffinityMask()), processors);
+    EXPECT_EQ(std::popcount(platform::processorAffinityMask()), static_cast<int>(processors));
 }
-
-} // namespace

@@ -4,7 +4,7 @@
 
 namespace scripted {
 
-/// What `platform::processorAffinityMask` answers; 1 at the start of every test.
-std::uint64_t& affinityMask();
+/// What `platform::processorAffinityMask` answers.
+inline std::uint64_t affinityMask = 1;
 
 } // namespace scripted

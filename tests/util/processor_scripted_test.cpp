@@ -7,23 +7,23 @@
 
 namespace {
 
-std::set<unsigned long> choices(std::uint64_t mask) {
-    scripted::affinityMask() = mask;
-    std::set<unsigned long> chosen;
+std::set<std::uint64_t> choices(std::uint64_t mask) {
+    scripted::affinityMask = mask;
+    std::set<std::uint64_t> chosen;
     for (int i = 0; i < 500; ++i) {
         scripted::clock().ticks += 16;
-        chosen.insert(ChooseRandomProcessor());
+        std::uint64_t const first = *chosen.insert(ChooseRandomProcessor()).first;
+        EXPECT_EQ(ChooseRandomProcessor(), first) << "seeded by the tick";
     }
     return chosen;
 }
 
 TEST(Processor, ChoosesEveryProcessorThatCanBeDrawn) {
-    EXPECT_EQ(choices(0), std::set<unsigned long>{0});
-    EXPECT_EQ(choices(1), std::set<unsigned long>{1});
-    EXPECT_EQ(choices(0x80000001), (std::set<unsigned long>{1, 0x80000000}));
-    EXPECT_EQ(choices(0x100000002), std::set<unsigned long>{2}) << "only the first 32 take part";
-    EXPECT_EQ(choices(std::uint64_t{5} << 40), (std::set<unsigned long>{1UL << 40, 1UL << 42}))
-        << "none of the first 32";
+    for (std::uint64_t mask : {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{1} << 40}) {
+        EXPECT_EQ(choices(mask), std::set{mask});
+    }
+    EXPECT_EQ(choices(0x80000001), (std::set<std::uint64_t>{1, 0x80000000}));
+    EXPECT_EQ(choices(0x100000002), std::set<std::uint64_t>{2}) << "only the first 32 take part";
 }
 
 } // namespace

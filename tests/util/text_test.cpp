@@ -1,5 +1,6 @@
 // tests/util/text_test.cpp: case, trimming, pieces of file names, 8-bit and 16-bit strings.
 #include "sharedlib/util/text.h"
+#include "tests/support/each.h"
 #include <gtest/gtest.h>
 
 namespace {
@@ -13,43 +14,21 @@ TEST(Text, CaseTouchesOnlyTheAsciiLetters) {
 }
 
 TEST(Text, TrimmingTakesBlanksAndTabsOnly) {
-    struct Case {
-        char const* text;
-        char const* left;
-        char const* right;
-        char const* both;
-    };
-    for (Case const& c : {Case{"", "", "", ""},
-                          {"  \t", "  \t", "", ""},
-                          {"a \t", "a \t", "a", "a"},
-                          {"\t a b ", "a b ", "\t a b", "a b"},
-                          {"\n a\r", "\n a\r", "\n a\r", "\n a\r"}}) {
-        EXPECT_EQ(strLTrim(c.text), c.left);
-        EXPECT_EQ(strRTrim(c.text), c.right);
-        EXPECT_EQ(strTrim(c.text), c.both);
-    }
+    auto const trimmed = [](char const* text) { return strLTrim(text) + '|' + strRTrim(text) + '|' + strTrim(text); };
+    EXPECT_EQ(each(trimmed, {"", "  \t", "\t a b ", "\n a\r"}),
+              (Texts{"||", "  \t||", "a b |\t a b|a b", "\n a\r|\n a\r|\n a\r"}));
 }
 
 TEST(Text, NamesAreCutAtTheLastDotAndSeparator) {
-    struct Case {
-        char const* name;
-        char const* withoutExtension;
-        char const* withoutPath;
-        char const* replaced;
-    };
-    for (Case const& c : {Case{"", "", "", ".zip"},
-                          {"x", "x", "x", "x.zip"},
-                          {"x.tar.gz", "x.tar", "x.tar.gz", "x.tar.zip"},
-                          {"c:\\a.b\\c", "c:\\a", "c", "c:\\a.zip"},
-                          {"a/b\\c/d.e", "a/b\\c/d", "d.e", "a/b\\c/d.zip"},
-                          {"folder\\", "folder\\", "", "folder\\.zip"},
-                          {".x", "", ".x", ".zip"}}) {
-        EXPECT_EQ(removeExtension(c.name), c.withoutExtension);
-        EXPECT_EQ(removePath(c.name), c.withoutPath);
-        std::string name = c.name;
+    auto const replaced = [](std::string name) {
         replaceExtension(name, "zip");
-        EXPECT_EQ(name, c.replaced);
-    }
+        return name;
+    };
+    auto const names = {"x", "x.tar.gz", "c:\\a.b\\c", "a/b\\c/d.e", "folder\\", ".x"};
+    EXPECT_EQ(each(removeExtension, names), (Texts{"x", "x.tar", "c:\\a", "a/b\\c/d", "folder\\", ""}));
+    EXPECT_EQ(each(removePath, names), (Texts{"x", "x.tar.gz", "c", "d.e", "", ".x"}));
+    EXPECT_EQ(each(replaced, names),
+              (Texts{"x.zip", "x.tar.zip", "c:\\a.zip", "a/b\\c/d.zip", "folder\\.zip", ".zip"}));
 }
 
 TEST(Text, WideningKeepsByteValuesAndNarrowingBlanksTheRest) {
@@ -62,12 +41,6 @@ TEST(Text, WideningKeepsByteValuesAndNarrowingBlanksTheRest) {
     std::string narrow = "something longer than it";
     wstring2string(narrow, wide);
     EXPECT_EQ(narrow, bytes + "  ");
-}
-
-TEST(Text, IsSetWantsACharacter) {
-    EXPECT_FALSE(Kest::Orv::isSet(nullptr));
-    EXPECT_FALSE(Kest::Orv::isSet(""));
-    EXPECT_TRUE(Kest::Orv::isSet(" "));
 }
 
 } // namespace
