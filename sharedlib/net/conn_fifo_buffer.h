@@ -11,12 +11,21 @@ class CConnection;
 /// A byte queue that logs on channel Network when its blocks reach `CConnection::s_outboundSizeWarning` bytes, each
 /// time their number has doubled since, and when it is empty again. Its block size is
 /// `CConnection::s_outboundBundleSize` at the time of its first block. It belongs to its connection's thread.
+///
+/// The four operations that it shares with `CFifoBuffer` log when the change is complete, and touch nothing afterwards:
+/// whoever hears the line may use the queue or delete it.
 class SHAREDLIB_API CConnFifoBuffer : public CFifoBuffer {
 public:
-    /// Names the connection that warnings speak of; it outlives the queue's use. Null leaves warnings nameless.
+    /// Names the connection that warnings speak of; it outlives the queue's use. Null silences them.
     void setConn(CConnection* conn) { m_conn = conn; }
-    /// Whether a warning is being logged. The queue is in the middle of a change then and must not be touched.
-    bool isWarning() const { return m_isWarning; }
+    /// `CFifoBuffer::append` with warnings.
+    void append(const void* data, int length);
+    /// `CFifoBuffer::appendRuns` with warnings.
+    bool appendRuns(const BufferRun* runs, int count);
+    /// `CFifoBuffer::clearBytes` with warnings.
+    void clearBytes(int count);
+    /// `CFifoBuffer::clear` with warnings.
+    void clear();
     /// Appends a message of `size` bytes behind its size as two bytes, if both fit into the last block; else nothing.
     bool appendIfRoom(std::uint16_t size, const char* data) {
         BufferBundle* const last = m_tail != nullptr ? m_tail : m_head;
@@ -46,10 +55,16 @@ protected:
     void calcSizeWarning();
 
 private:
-    void warnOfIncrease(std::int64_t capacity);
+    struct DueWarnings;
+
+    template <typename Change>
+    void changeThenTell(Change change);
+    void warn(std::int64_t capacity);
+    void tell(const DueWarnings& due) const;
 
     // Block count at the last warning; 0 when no warning is outstanding.
     std::int32_t m_warnedBundleCount = 0;
-    bool m_isWarning = false;
+    // Collects the warnings of the change under way.
+    DueWarnings* m_due = nullptr;
     CConnection* m_conn = nullptr;
 };

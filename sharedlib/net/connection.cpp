@@ -9,7 +9,7 @@
 #include "sharedlib/platform/socket_event.h"
 #include "sharedlib/util/clock.h"
 #include <algorithm>
-#include <array>
+#include <utility>
 
 namespace {
 
@@ -59,30 +59,36 @@ void CConnection::HandleEvent() {
     if (m_guards != nullptr) {
         return;
     }
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     WSANETWORKEVENTS events{};
     m_eventQueryError = platform::enumerateSocketEvents(m_socket, m_event, events);
     if (m_eventQueryError != 0) {
         LogSocketEventError(events);
     }
+    if (!guard.sameLife()) {
+        return;
+    }
     SHAREDLIB_LOG(LogSev_Detail, Log::Network, "%s to %s:%d: Handling event mask 0x%X in state %d", GetHandlerName(),
                   GetIpAsString().c_str(), m_remotePort, maskOf(events), m_state);
-    dispatchEvents(events);
+    if (guard.sameLife()) {
+        dispatchEvents(events, guard);
+    }
 }
 
-void CConnection::dispatchEvents(const WSANETWORKEVENTS& events) {
+void CConnection::dispatchEvents(const WSANETWORKEVENTS& events, const DeletionGuard& guard) {
     switch (m_state) {
     case Idle:
         SHAREDLIB_LOG(LogSev_Info, Log::Network, "%s to %s:%d: HandleEvent (0x%X) called on a CConnection in Idle",
                       GetHandlerName(), GetIpAsString().c_str(), m_remotePort, maskOf(events));
         break;
     case Connecting:
-        handleConnectingEvents(events);
+        handleConnectingEvents(events, guard);
         break;
     case Connected:
         if (has(events, platform::kEventClose)) {
             loseConnection();
         } else {
-            handleStreamEvents(events);
+            handleStreamEvents(events, guard);
         }
         break;
     case Datagram:
@@ -100,25 +106,26 @@ void CConnection::dispatchEvents(const WSANETWORKEVENTS& events) {
     }
 }
 
-void CConnection::handleConnectingEvents(const WSANETWORKEVENTS& events) {
+void CConnection::handleConnectingEvents(const WSANETWORKEVENTS& events, const DeletionGuard& guard) {
     SHAREDLIB_LOG(LogSev_Info, Log::Network,
                   "%s to %s:%d: HandleEvent (0x%X) called on a CConnection in Connecting state", GetHandlerName(),
                   GetIpAsString().c_str(), m_remotePort, maskOf(events));
+    if (!guard.sameLife()) {
+        return;
+    }
     if (has(events, platform::kEventClose)) {
         loseConnection();
         return;
     }
-    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     if (has(events, platform::kEventConnect)) {
         HandleConnectEvent(errorOf(events, platform::kEventConnect));
     }
     if (guard.sameLife() && m_state == Connected) {
-        handleStreamEvents(events);
+        handleStreamEvents(events, guard);
     }
 }
 
-void CConnection::handleStreamEvents(const WSANETWORKEVENTS& events) {
-    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
+void CConnection::handleStreamEvents(const WSANETWORKEVENTS& events, const DeletionGuard& guard) {
     if (has(events, platform::kEventRead)) {
         HandleStreamReadEvent(errorOf(events, platform::kEventRead));
         if (!guard.sameLife() || m_state != Connected) {
@@ -131,13 +138,15 @@ void CConnection::handleStreamEvents(const WSANETWORKEVENTS& events) {
 }
 
 void CConnection::HandleConnectEvent(int error) {
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     if (error != 0) {
         SHAREDLIB_LOG(LogSev_Error, Log::Network, "%s to %s:%d: received a connect event with error %d",
                       GetHandlerName(), GetIpAsString().c_str(), m_remotePort, error);
-        loseConnection();
+        if (guard.sameLife()) {
+            loseConnection();
+        }
         return;
     }
-    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     m_state = Connected;
     OnConnect(true);
     if (guard.sameLife()) {
@@ -153,12 +162,13 @@ void CConnection::Pulse() {
     if (m_delay != 0 && m_pulseCount % m_delay != 0) {
         return;
     }
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     switch (m_state) {
     case Connecting:
-        pulseConnecting();
+        pulseConnecting(guard);
         break;
     case Connected:
-        pulseConnected();
+        pulseConnected(guard);
         break;
     case Datagram:
         HandleDgramReadEvent(0);
@@ -168,17 +178,10 @@ void CConnection::Pulse() {
     }
 }
 
-void CConnection::pulseConnecting() {
+void CConnection::pulseConnecting(const DeletionGuard& guard) {
     const platform::ConnectProgress progress = platform::pollConnect(m_socket);
     if (progress.error != 0) {
-        SetError(progress.error, "select", "CConnection::Pulse", true);
-        SHAREDLIB_LOG(LogSev_Info, Log::Connections,
-                      "%s to %s:%d: Shutting down and closing socket %d in CConnection::Pulse()", GetHandlerName(),
-                      GetIpAsString().c_str(), m_remotePort, static_cast<int>(m_socket));
-        platform::shutdownSocket(m_socket);
-        platform::closeSocket(m_socket);
-        m_socket = kInvalidSocket;
-        OnConnect(false);
+        closeAfterFailedSelect(progress.error, guard);
     } else if (progress.failed) {
         // Some systems call a refused socket writable as well.
         HandleConnectEvent(-1);
@@ -187,16 +190,36 @@ void CConnection::pulseConnecting() {
     }
 }
 
-void CConnection::pulseConnected() {
-    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
+void CConnection::closeAfterFailedSelect(int error, const DeletionGuard& guard) {
+    SetError(error, "select", "CConnection::Pulse", true);
+    if (!guard.sameLife()) {
+        return;
+    }
+    SHAREDLIB_LOG(LogSev_Info, Log::Connections,
+                  "%s to %s:%d: Shutting down and closing socket %d in CConnection::Pulse()", GetHandlerName(),
+                  GetIpAsString().c_str(), m_remotePort, static_cast<int>(m_socket));
+    if (!guard.sameLife()) {
+        return;
+    }
+    platform::closeSocketEvent(std::exchange(m_event, nullptr));
+    platform::shutdownSocket(m_socket);
+    platform::closeSocket(m_socket);
+    m_socket = kInvalidSocket;
+    OnConnect(false);
+}
+
+void CConnection::pulseConnected(const DeletionGuard& guard) {
     HandleStreamReadEvent(0);
     if (guard.sameLife() && m_state == Connected) {
         HandleWriteEvent(0);
     }
     if (guard.sameLife() && IsConnected() && m_updateLag && m_pulseCount > s_pulseRate && m_pingSentAt == 0) {
         m_pulseCount = 0;
-        m_outbound.append(stream_frame::kPingRequestBytes.data(), stream_frame::kControlFrameSize);
-        m_pingSentAt = platform::performanceCounter();
+        const BufferRun ping{stream_frame::kPingRequestBytes.data(), stream_frame::kControlFrameSize};
+        // One that finds no room is not waited for.
+        if (m_outbound.appendRuns(&ping, 1) && guard.sameLife()) {
+            m_pingSentAt = platform::performanceCounter();
+        }
     }
 }
 
@@ -242,8 +265,11 @@ std::string CConnection::GetIpAsString() const {
 }
 
 void CConnection::loseConnection() {
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     Cleanup();
-    OnConnect(false);
+    if (!guard.deleted()) {
+        OnConnect(false);
+    }
 }
 
 void CConnection::Reset() {
@@ -251,51 +277,50 @@ void CConnection::Reset() {
 }
 
 void CConnection::Cleanup() {
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     SHAREDLIB_LOG(LogSev_Info, Log::Connections, "%s to %s:%d: Cleanup() on connection (socket %d) while in state %d",
                   GetHandlerName(), GetIpAsString().c_str(), m_remotePort, static_cast<int>(m_socket), m_state);
+    if (!guard.sameLife()) {
+        return;
+    }
+    // An error can leave socket and event open; without this they would be lost for ever.
+    platform::closeSocketEvent(std::exchange(m_event, nullptr));
     if (m_state == Connecting || IsConnected()) {
-        platform::closeSocketEvent(m_event);
-        m_event = nullptr;
         SHAREDLIB_LOG(LogSev_Info, Log::Connections,
                       "%s to %s:%d: Shutting down and closing socket %d in CConnection::Cleanup()", GetHandlerName(),
                       GetIpAsString().c_str(), m_remotePort, static_cast<int>(m_socket));
+        if (!guard.sameLife()) {
+            return;
+        }
         platform::shutdownSocket(m_socket);
-        platform::closeSocket(m_socket);
-    } else {
-        closeLeftovers();
+    }
+    if (m_socket != kInvalidSocket) {
+        platform::closeSocket(std::exchange(m_socket, kInvalidSocket));
     }
     m_state = Idle;
-    m_socket = kInvalidSocket;
     m_inboundReadPos = 0;
     m_inboundBytes = 0;
-    m_outbound.clear();
     m_udpPacket.reset();
     ++m_generation;
-}
-
-void CConnection::closeLeftovers() {
-    // An error can leave socket and event open; without this they would be lost for ever.
-    platform::closeSocketEvent(m_event);
-    m_event = nullptr;
-    if (m_socket != kInvalidSocket) {
-        platform::closeSocket(m_socket);
-    }
+    // Last, because its line may be heard by somebody who deletes the connection.
+    m_outbound.clear();
 }
 
 void CConnection::SetError(int code, const char* operation, const char* where, bool isError) {
     constexpr const char* kFormat = "%s to %s:%d: %s failed with error code %d in %s";
-    const std::string address = theLogger != nullptr ? GetIpAsString() : std::string();
-    if (isError && theLogger != nullptr) {
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
+    if (!isError) {
+        SHAREDLIB_LOG(LogSev_Info, Log::Network, kFormat, GetHandlerName(), GetIpAsString().c_str(), m_remotePort,
+                      operation, code, where);
+    } else if (theLogger != nullptr) {
         // An error goes to the logger without the channel's consent; the logger asks the channel itself.
-        theLogger->syslog(LogSev_Error, Log::Network, kFormat, GetHandlerName(), address.c_str(), m_remotePort,
+        theLogger->syslog(LogSev_Error, Log::Network, kFormat, GetHandlerName(), GetIpAsString().c_str(), m_remotePort,
                           operation, code, where);
     }
-    if (!isError) {
-        SHAREDLIB_LOG(LogSev_Info, Log::Network, kFormat, GetHandlerName(), address.c_str(), m_remotePort, operation,
-                      code, where);
+    if (guard.sameLife()) {
+        m_error = code;
+        m_state = InError;
     }
-    m_error = code;
-    m_state = InError;
 }
 
 void CConnection::setAllowedProcessingTime(float seconds) {

@@ -23,6 +23,8 @@ class InboundBuffer;
 /// logged, leave state `InError` and are kept for `GetError`; a failed connection is not retried, but any `Init...`
 /// starts a new one on the same object. An `Init...` on an open connection forgets the old socket without closing it:
 /// `Reset` first. Counters are 32 bits wide and wrap. Inside a handler call everything is allowed (`CMessageHandler`).
+/// A log callback that hears a line of the connection may send on it, and reset or delete it too while it queues,
+/// writes, closes or takes events on a stream; not while it opens or reads.
 ///
 /// Two things hosts must do themselves: a peer that vanished without a word leaves an idle connection `Connected` for
 /// ever, so use timers; and when the peer closes, whatever a time budget had kept from delivery is lost.
@@ -93,7 +95,9 @@ public:
 
     /// \name Sending
     /// Messages are copied before the call returns. Queued bytes leave with the next write: `WriteOutboundData`,
-    /// `Preprocess`, `Pulse` or a write event. Over 2,147,483,647 queued bytes messages are dropped.
+    /// `Preprocess`, `Pulse` or a write event. Over 2,147,483,647 queued bytes messages are dropped. The system may
+    /// hold a small write back until the peer has acknowledged the one before, up to 40 milliseconds; a host that minds
+    /// turns that off on `GetSocket`.
     /// @{
 
     /// Sends one message of `size` bytes, 0 included: in state `Connected` queued as a stream frame, in state
@@ -293,14 +297,14 @@ private:
     bool bindSocket(unsigned int socket, bool stream, unsigned short port, const char* where);
     void* createEvent(unsigned int socket, long mask);
     void adopt(unsigned int socket, void* event);
-    void closeLeftovers();
     void loseConnection();
 
-    void dispatchEvents(const WSANETWORKEVENTS& events);
-    void handleConnectingEvents(const WSANETWORKEVENTS& events);
-    void handleStreamEvents(const WSANETWORKEVENTS& events);
-    void pulseConnecting();
-    void pulseConnected();
+    void dispatchEvents(const WSANETWORKEVENTS& events, const DeletionGuard& guard);
+    void handleConnectingEvents(const WSANETWORKEVENTS& events, const DeletionGuard& guard);
+    void handleStreamEvents(const WSANETWORKEVENTS& events, const DeletionGuard& guard);
+    void pulseConnecting(const DeletionGuard& guard);
+    void closeAfterFailedSelect(int error, const DeletionGuard& guard);
+    void pulseConnected(const DeletionGuard& guard);
 
     bool receiveIntoBuffer(std::int64_t& now);
     void runInboundPass(std::int64_t now);
@@ -317,8 +321,9 @@ private:
     void consumeInbound(std::uint64_t count);
     bool hasBudget() const { return m_allowedProcessingTime != kNoBudget; }
 
-    void queueFrame(unsigned long size, const char* data);
-    bool isOverQueueLimit();
+    void queueFrame(unsigned long size, const char* data, const DeletionGuard& guard);
+    void countQueued(unsigned long bytes);
+    bool isOverQueueLimit(const DeletionGuard& guard);
     int writeOnce(const DeletionGuard& guard);
     bool isWriteBudgetSpent(std::int64_t start) const;
     void endBlockedPeriod();

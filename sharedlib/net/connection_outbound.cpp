@@ -41,52 +41,65 @@ void CConnection::SendMsg(unsigned long size, const char* data) {
                       GetHandlerName(), GetIpAsString().c_str(), m_remotePort);
         return;
     }
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     const std::uint32_t start = platform::tickCountMs();
     SHAREDLIB_LOG(LogSev_Detail, Log::Network, "Queuing %d bytes for %s", static_cast<int>(size),
                   m_state == Connected ? "TCP" : "UDP");
+    if (guard.deleted()) {
+        return;
+    }
     if (m_state == Connected) {
-        queueFrame(size, data);
+        queueFrame(size, data, guard);
     } else if (m_state == Datagram) {
         sendDatagramMessage(size, data, m_remoteIp, m_remotePort);
     }
-    m_writeTime += platform::tickCountMs() - start;
+    if (!guard.deleted()) {
+        m_writeTime += platform::tickCountMs() - start;
+    }
 }
 
 void CConnection::SendMsg(const CPackedData& msg) {
     SendMsg(static_cast<unsigned long>(msg.size()), msg.readData());
 }
 
-void CConnection::queueFrame(unsigned long size, const char* data) {
-    // A log callback may send what it is told.
-    if (size > kMaxQueuedBytes || m_outbound.isWarning()) {
+/// Queues a message. A hearer of the queue's warnings may delete the connection, which `guard` then tells.
+void CConnection::queueFrame(unsigned long size, const char* data, const DeletionGuard& guard) {
+    if (size < stream_frame::kLongForm && m_outbound.appendIfRoom(static_cast<std::uint16_t>(size), data)) {
+        countQueued(size + stream_frame::kShortHeaderSize);
         return;
     }
-    if (size < stream_frame::kLongForm && m_outbound.appendIfRoom(static_cast<std::uint16_t>(size), data)) {
-        m_bytesSent += static_cast<std::uint32_t>(size) + stream_frame::kShortHeaderSize;
-        ++m_messagesSent;
+    if (size > kMaxQueuedBytes) {
         return;
     }
     const stream_frame::Header header = stream_frame::makeHeader(static_cast<std::uint32_t>(size));
     const std::array<BufferRun, 2> runs{BufferRun{header.bytes.data(), header.size},
                                         BufferRun{data, static_cast<int>(size)}};
-    if (m_outbound.appendRuns(runs.data(), static_cast<int>(runs.size()))) {
-        m_bytesSent += static_cast<std::uint32_t>(size) + static_cast<std::uint32_t>(header.size);
-        ++m_messagesSent;
+    if (m_outbound.appendRuns(runs.data(), static_cast<int>(runs.size())) && !guard.deleted()) {
+        countQueued(size + static_cast<unsigned long>(header.size));
     }
 }
 
+void CConnection::countQueued(unsigned long bytes) {
+    m_bytesSent += static_cast<std::uint32_t>(bytes);
+    ++m_messagesSent;
+}
+
 void CConnection::FillBufferDangerous(unsigned long size, const char* data) {
-    if (m_state != Connected || size > kMaxQueuedBytes || m_outbound.isWarning()) {
+    if (m_state != Connected || size > kMaxQueuedBytes) {
         return;
     }
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     const std::uint32_t start = platform::tickCountMs();
     const BufferRun run{data, static_cast<int>(size)};
     if (m_outbound.appendRuns(&run, 1)) {
         SHAREDLIB_LOG(LogSev_Info, Log::Network, "Queuing %d bytes dangerously", static_cast<int>(size));
-        m_bytesSent += static_cast<std::uint32_t>(size);
-        ++m_messagesSent;
+        if (!guard.deleted()) {
+            countQueued(size);
+        }
     }
-    m_writeTime += platform::tickCountMs() - start;
+    if (!guard.deleted()) {
+        m_writeTime += platform::tickCountMs() - start;
+    }
 }
 
 void CConnection::WriteOutboundData() {
@@ -100,7 +113,7 @@ void CConnection::HandleWriteEvent(int /*error*/) {
     const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Write);
     const std::int64_t start = hasBudget() ? platform::performanceCounter() : 0;
     while (!m_outbound.isEmpty()) {
-        if (isOverQueueLimit()) {
+        if (isOverQueueLimit(guard)) {
             return;
         }
         const int sent = writeOnce(guard);
@@ -112,7 +125,7 @@ void CConnection::HandleWriteEvent(int /*error*/) {
 }
 
 /// Whether the queue is too long to be sent; tells the handler, which may have deleted the connection then.
-bool CConnection::isOverQueueLimit() {
+bool CConnection::isOverQueueLimit(const DeletionGuard& guard) {
     const int queued = m_outbound.getByteCount();
     if (queued <= s_outboundSizeLimit) {
         return false;
@@ -120,7 +133,7 @@ bool CConnection::isOverQueueLimit() {
     SHAREDLIB_LOG(LogSev_Warning, Log::Network, "%s to %s:%d: Size limit %d exceeded on %s. Buffer size %d",
                   GetHandlerName(), GetIpAsString().c_str(), m_remotePort, s_outboundSizeLimit, GetHandlerName(),
                   queued);
-    if (m_handler != nullptr) {
+    if (guard.sameLife() && m_handler != nullptr) {
         m_handler->OnError(this, Error::ConnectWriteQueueLimit, queued);
     }
     return true;
@@ -137,6 +150,9 @@ int CConnection::writeOnce(const DeletionGuard& guard) {
     if (offered > kLargeWrite) {
         SHAREDLIB_LOG(LogSev_Info, Log::Network, "%s to %s:%d: Attempting write of %d bytes", GetHandlerName(),
                       GetIpAsString().c_str(), m_remotePort, offered);
+        if (!guard.sameLife()) {
+            return -1;
+        }
     }
     const platform::TransferResult result = sendRuns(m_socket, runs, count);
     if (result.count < 0) {
@@ -145,11 +161,14 @@ int CConnection::writeOnce(const DeletionGuard& guard) {
     }
     SHAREDLIB_LOG(LogSev_Detail, Log::Network, "%s to %s:%d: Sent %d of %d bytes", GetHandlerName(),
                   GetIpAsString().c_str(), m_remotePort, result.count, offered);
+    if (!guard.sameLife()) {
+        return -1;
+    }
     m_outbound.clearBytes(result.count);
-    if (m_writeBlockedSince != 0 && result.count >= 1) {
+    if (guard.sameLife() && m_writeBlockedSince != 0 && result.count >= 1) {
         endBlockedPeriod();
     }
-    return result.count;
+    return guard.sameLife() ? result.count : -1;
 }
 
 bool CConnection::isWriteBudgetSpent(std::int64_t start) const {
@@ -178,9 +197,16 @@ void CConnection::handleSendFailure(int error, int offered, const DeletionGuard&
     }
     SHAREDLIB_LOG(LogSev_Warning, Log::Network, "%s to %s:%d: Got a socket error %d on writing %d bytes",
                   GetHandlerName(), GetIpAsString().c_str(), m_remotePort, error, offered);
+    if (!guard.sameLife()) {
+        return;
+    }
     Cleanup();
-    SetError(error, "send", "CConnection::HandleWriteEvent", true);
-    OnConnect(false);
+    if (!guard.deleted()) {
+        SetError(error, "send", "CConnection::HandleWriteEvent", true);
+    }
+    if (!guard.deleted()) {
+        OnConnect(false);
+    }
 }
 
 void CConnection::handleBlockedWrite(const DeletionGuard& guard) {
@@ -202,7 +228,7 @@ void CConnection::handleBlockedWrite(const DeletionGuard& guard) {
                   "%s to %s:%d: Timeout. Blocked writing. Waited %d seconds. Wrote %lld bytes in that time.",
                   GetHandlerName(), GetIpAsString().c_str(), m_remotePort, waited,
                   static_cast<long long>(m_bytesWrittenWhileBlocked));
-    if (m_handler != nullptr) {
+    if (guard.sameLife() && m_handler != nullptr) {
         m_handler->OnError(this, Error::ConnectWriteTimeout, waited);
     }
     if (!guard.deleted()) {

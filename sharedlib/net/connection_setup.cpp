@@ -10,8 +10,6 @@ namespace {
 
 constexpr long kStreamEvents =
     platform::kEventRead | platform::kEventWrite | platform::kEventConnect | platform::kEventClose;
-/// A socket that stands already has no connect to report.
-constexpr long kAcceptedEvents = kStreamEvents & ~platform::kEventConnect;
 constexpr long kDatagramEvents = platform::kEventRead | platform::kEventWrite;
 
 } // namespace
@@ -83,7 +81,8 @@ void CConnection::InitDatagramListen(unsigned short port, unsigned long tries) {
 void CConnection::InitAccepted(unsigned int socket, unsigned long ip, unsigned short port) {
     m_remoteIp = static_cast<std::uint32_t>(ip);
     m_remotePort = port;
-    void* const event = createEvent(socket, kAcceptedEvents);
+    void* const event = createEvent(socket, kStreamEvents);
+    platform::noteConnected(event);
     if (m_socket != kInvalidSocket) {
         SHAREDLIB_LOG(LogSev_Error, Log::Connections,
                       "%s to %s:%d: Overwriting open socket %d in state %d with accepted socket", GetHandlerName(),

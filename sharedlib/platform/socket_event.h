@@ -2,10 +2,10 @@
 //
 // READ, ACCEPT and CLOSE are level-like: they are reported for as long as the condition holds. CLOSE is reported only
 // when everything received before it has been read. WRITE is reported once after a connection stands (at once for an
-// accepted or datagram socket) and then once after each `noteSendBlocked`. CONNECT is reported once, with its error;
-// after an error nothing else is. Select CONNECT only for a socket that connects: an accepted socket that has it in its
-// mask reports it too. What an event object remembers dies with it. Close the event object before its socket. Errors
-// are Winsock numbers. Nothing here logs or throws. One thread at a time per event object.
+// accepted or datagram socket) and then once after each `noteSendBlocked`. CONNECT is reported once, with its error,
+// unless `noteConnected` came first; after an error nothing else is. What an event object remembers dies with it. Close
+// the event object before its socket. Errors are Winsock numbers. Nothing here logs or throws. One thread at a time per
+// event object.
 #pragma once
 #include "sharedlib/native_types.h"
 
@@ -32,6 +32,8 @@ int selectSocketEvents(NativeSocket socket, void* event, long mask);
 int enumerateSocketEvents(NativeSocket socket, void* event, WSANETWORKEVENTS& events);
 /// Tells the event object (null does nothing) that a send on its socket would have blocked: WRITE is due once more.
 void noteSendBlocked(void* event);
+/// Tells the event object (null does nothing) that its socket was accepted and stands: CONNECT is not due.
+void noteConnected(void* event);
 
 /// Waits until one of `count` event objects is signalled: its index, or -1 after `timeoutMs` (0xFFFFFFFF: no limit).
 /// Null entries are never signalled.

@@ -59,9 +59,10 @@ TEST(SocketEventContract, WriteIsReportedOnceAndOnceMoreAfterEachBlockedSend) {
         long mask;
     };
     for (const Case& c :
-         {Case{"accepted", pair.server, kStream}, Case{"datagram", datagram, kEventRead | kEventWrite}}) {
+         {Case{"accepted", pair.server, kOutgoing}, Case{"datagram", datagram, kEventRead | kEventWrite}}) {
         SCOPED_TRACE(c.name);
         const OwnedEvent event(c.socket, c.mask);
+        noteConnected(event);
         EXPECT_EQ(nextEvents(c.socket, event), kEventWrite);
         EXPECT_TRUE(isSilent(event));
         for (int i = 0; i < 3; ++i) {

@@ -1,5 +1,6 @@
 // tests/net/connection_scripted_test.cpp: a connection's set-up and dispatch for answers that real sockets seldom give.
 #include "tests/net/scripted_stream.h"
+#include <cmath>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,40 +14,68 @@ using scripted::events;
 using scripted::net;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Connects = std::vector<bool>;
+
+const std::string kNobody = "Unhandled to 0.0.0.0:0: ";
+const std::string kPrefix = "test to 10.0.0.1:4000: ";
+
+LogLineSeen line(LogItemSeverityLevel severity, const std::string& text) {
+    return {severity, Log::Network, text};
+}
+
+/// A connection with its handler and what it logs.
+struct Subject {
+    explicit Subject(bool connects = false) {
+        log.show(Log::Network, LogSev_Info);
+        if (connects) {
+            conn.SetMessageHandler(&handler);
+            net().onConnect(10035);
+            conn.InitStream(kScriptedPeer.ip, kScriptedPeer.port);
+            EXPECT_EQ(conn.GetState(), CConnection::Connecting);
+        }
+    }
+
+    LogCapture log;
+    RecordingHandler handler;
+    OpenConnection conn;
+};
 
 TEST(ConnectionScripted, EveryFailedStepOfSetUpLeavesItsErrorAndNoSocket) {
     struct Case {
-        std::function<void()> script;
         bool stream;
-        int error;
-        LogItemSeverityLevel severity;
+        scripted::Net& (scripted::Net::*answer)(int);
+        int answered, error;
         const char* operation;
+        LogItemSeverityLevel severity = LogSev_Error;
     };
-    const std::vector<Case> cases{
-        {[] { net().onOpen(10024); }, true, 10024, LogSev_Error, "socket"},
-        {[] { net().onSetBlocking(10022); }, true, 10045, LogSev_Error, "SetSocketBlockingFlag"},
-        {[] { net().onBind(10048); }, true, 10048, LogSev_Error, "bind"},
-        {[] { net().onGetLocalEndpoint(10055); }, true, 10055, LogSev_Error, "getsockname"},
-        {[] { net().onConnect(10051); }, true, 10051, LogSev_Error, "connect"},
-        {[] { net().onSetBlocking(10022); }, false, 10045, LogSev_Error, "SetSocketBlockingFlag"},
-        {[] { net().onBind(10048); }, false, 10048, LogSev_Info, "bind"},
-        {[] { net().onBind(10013); }, false, 10013, LogSev_Error, "bind"},
-        {[] { net().onGetLocalEndpoint(10055); }, false, 10055, LogSev_Error, "getsockname"},
-    };
-    for (const Case& step : cases) {
-        LogCapture log;
-        log.show(Log::Network, LogSev_Info);
-        CConnection conn;
-        step.script();
-        step.stream ? conn.InitStream(0x0A000001UL, 80) : conn.InitDatagramListen(0);
-        EXPECT_EQ(conn.GetState(), CConnection::InError);
-        EXPECT_EQ(conn.GetError(), step.error);
+    using scripted::Net;
+    for (const Case& step :
+         {Case{true, &Net::onOpen, 10024, 10024, "socket"},
+          Case{true, &Net::onSetBlocking, 10022, 10045, "SetSocketBlockingFlag"},
+          Case{true, &Net::onBind, 10048, 10048, "bind"},
+          Case{true, &Net::onGetLocalEndpoint, 10055, 10055, "getsockname"},
+          Case{true, &Net::onConnect, 10051, 10051, "connect"},
+          Case{false, &Net::onSetBlocking, 10022, 10045, "SetSocketBlockingFlag"},
+          Case{false, &Net::onBind, 10048, 10048, "bind", LogSev_Info}, Case{false, &Net::onBind, 10013, 10013, "bind"},
+          Case{false, &Net::onGetLocalEndpoint, 10055, 10055, "getsockname"}}) {
+        Subject subject;
+        (net().*step.answer)(step.answered);
+        step.stream ? subject.conn.InitStream(0x0A000001UL, 80) : subject.conn.InitDatagramListen(0);
+        EXPECT_EQ(subject.conn.GetState(), CConnection::InError);
+        EXPECT_EQ(subject.conn.GetError(), step.error);
         EXPECT_EQ(net().openCount(), 0U);
-        const std::string where = step.stream ? "CConnection::InitStream" : "CConnection::InitDatagramListen";
-        EXPECT_THAT(log.lines(), ElementsAre(LogLineSeen{step.severity, Log::Network,
-                                                         std::string("Unhandled to 0.0.0.0:0: ") + step.operation +
-                                                             " failed with error code " + std::to_string(step.error) +
-                                                             " in " + where}));
+        EXPECT_THAT(subject.log.lines(),
+                    ElementsAre(line(step.severity, kNobody + step.operation + " failed with error code " +
+                                                        std::to_string(step.error) + " in CConnection::" +
+                                                        (step.stream ? "InitStream" : "InitDatagramListen"))));
+    }
+    for (const char* address : {"", "127.0.0.1", ":7000", "127.0.0.1:"}) {
+        Subject subject;
+        subject.conn.InitStream(address);
+        EXPECT_EQ(subject.conn.GetError(), 10049) << address;
+        EXPECT_THAT(subject.log.lines(),
+                    ElementsAre(line(LogSev_Error, kNobody + "ConvertAddressString failed with error code 10049 in "
+                                                             "CConnection::InitStream")));
     }
 }
 
@@ -55,7 +84,6 @@ TEST(ConnectionScripted, DatagramPortSearchCountsItsAttempts) {
     net().onBind(10048).onBind(10048);
     conn.InitDatagramListen(5000, 3);
     EXPECT_EQ(conn.GetLocalPort(), 5002);
-    EXPECT_EQ(net().callCount("bindSocket"), 3);
     EXPECT_EQ(net().callCount("getLocalEndpoint"), 0);
     conn.Reset();
     net().onBind(10048).onBind(10048).onBind(10048);
@@ -63,155 +91,218 @@ TEST(ConnectionScripted, DatagramPortSearchCountsItsAttempts) {
     EXPECT_EQ(conn.GetState(), CConnection::InError);
     EXPECT_EQ(net().callCount("bindSocket"), 6);
     EXPECT_EQ(net().calls().at(net().calls().size() - 2).value, 0) << "the port after 65535";
+    net().onBind(10048);
+    conn.InitDatagramListen(7000, 0xFFFFFFFFUL);
+    EXPECT_EQ(conn.GetLocalPort(), 7001);
 }
 
-TEST(ConnectionScripted, WithoutAWorkingEventTheConnectionGoesOn) {
-    LogCapture log;
-    CConnection conn;
-    events().onSelect(10055);
-    net().onConnect(10035);
-    conn.InitStream(0x0A000001UL, 80);
-    EXPECT_EQ(conn.GetState(), CConnection::Connecting);
-    EXPECT_EQ(log.count(LogSev_Error, Log::Network, "Unable to create connection event: -1"), 1);
-    net().onPollConnect({true, false, 0});
-    conn.Pulse();
-    EXPECT_EQ(conn.GetState(), CConnection::Connected);
-}
-
-TEST(ConnectionScripted, PulseFindsHowTheConnectEnded) {
-    struct Case {
-        platform::ConnectProgress progress;
-        CConnection::State state;
-        int error;
-        std::vector<bool> connects;
+TEST(ConnectionScripted, OpeningOverAnOpenSocketIsLoggedAndForgetsTheOldOne) {
+    const auto stream = [](CConnection& conn) { net().onConnect(0), conn.InitStream(0x0A000001UL, 80); };
+    const auto datagram = [](CConnection& conn) { conn.InitDatagramListen(0); };
+    const auto accepted = [](CConnection& conn) {
+        conn.InitAccepted(net().openConnected(kScriptedPeer), 0x0A000001UL, 80);
     };
-    for (const Case& found :
-         {Case{{false, false, 0}, CConnection::Connecting, 0, {}},
-          Case{{true, false, 0}, CConnection::Connected, 0, {true}},
-          Case{{false, true, 0}, CConnection::Idle, 0, {false}}, Case{{true, true, 0}, CConnection::Idle, 0, {false}},
-          Case{{false, false, 10038}, CConnection::InError, 10038, {false}}}) {
-        LogCapture log;
-        log.show(Log::Connections, LogSev_Info);
-        RecordingHandler handler;
-        CConnection conn;
-        conn.SetMessageHandler(&handler);
-        net().onConnect(10035).onPollConnect(found.progress);
-        conn.InitStream(0x0A000001UL, 80);
-        conn.Pulse();
-        EXPECT_EQ(conn.GetState(), found.state);
-        EXPECT_EQ(conn.GetError(), found.error);
-        EXPECT_EQ(handler.connects, found.connects);
-        EXPECT_EQ(conn.GetSocket() == kInvalidSocket, found.state == CConnection::Idle || found.error != 0);
-        EXPECT_EQ(log.countContaining("in CConnection::Pulse()"), found.error != 0 ? 1 : 0);
+    using Case = std::tuple<void (*)(CConnection&), std::string, std::string, std::string, long>;
+    for (const auto& [open, kind, where, peer, mask] :
+         {Case(stream, "stream", "InitStream", "0.0.0.0:0: ", 0x33),
+          Case(datagram, "listening dgram", "InitDatagramListen", "0.0.0.0:0: ", 0x03),
+          Case(accepted, "accepted", "InitAccepted", "10.0.0.1:80: ", 0x33)}) {
+        Subject subject;
+        subject.conn.InitDatagramListen(0);
+        const unsigned int old = subject.conn.GetSocket();
+        subject.log.show(Log::Connections, LogSev_Info);
+        open(subject.conn);
+        EXPECT_EQ(events().mask(subject.conn.GetEventHandle()), mask);
+        EXPECT_TRUE(net().isOpen(old));
+        const std::string prefix = "Unhandled to " + peer;
+        EXPECT_THAT(subject.log.lines(),
+                    ElementsAre(LogLineSeen{LogSev_Error, Log::Connections,
+                                            prefix + "Overwriting open socket " + std::to_string(old) +
+                                                " in state 3 with " + kind + " socket"},
+                                LogLineSeen{LogSev_Info, Log::Connections,
+                                            prefix + "Setting socket to " + std::to_string(subject.conn.GetSocket()) +
+                                                " in CConnection::" + where}));
     }
-    EXPECT_EQ(events().openCount(), 0U) << "also after the failed look";
+    net().allowLeaks();
+    events().allowLeaks();
 }
 
-TEST(ConnectionScripted, ConnectIsHandledBeforeTheRead) {
-    LogCapture log;
-    log.show(Log::Network, LogSev_Detail);
-    RecordingHandler handler;
-    CConnection conn;
-    conn.SetMessageHandler(&handler);
-    net().onConnect(10035);
-    conn.InitStream(kScriptedPeer.ip, kScriptedPeer.port);
-    net().finishConnect(conn.GetSocket());
-    net().deliver(conn.GetSocket(), frameOf("hi"));
-    handler.inConnect = [&](CConnection* which) {
-        which->Pulse();
-        which->HandleEvent();
-        EXPECT_THAT(handler.messages, IsEmpty());
-    };
-    log.clear();
-    events().onEnumerate(kEventConnect | kEventRead | kEventWrite);
-    conn.HandleEvent();
-    EXPECT_THAT(handler.connects, ElementsAre(true));
-    EXPECT_THAT(handler.messages, ElementsAre("hi"));
-    EXPECT_EQ(log.texts(Log::Network).at(0), "test to 10.0.0.1:4000: Handling event mask 0x13 in state 1");
-    EXPECT_EQ(log.lines().at(1),
-              (LogLineSeen{LogSev_Info, Log::Network,
-                           "test to 10.0.0.1:4000: HandleEvent (0x13) called on a CConnection in Connecting state"}));
-}
-
-TEST(ConnectionScripted, FailedConnectEventsEndIdle) {
-    for (const int error : {10060, 0}) {
-        LogCapture log;
-        RecordingHandler handler;
-        CConnection conn;
-        conn.SetMessageHandler(&handler);
-        net().onConnect(10035);
-        conn.InitStream(kScriptedPeer.ip, kScriptedPeer.port);
-        // Without an error of its own it is the close that ends the attempt, whatever else is reported.
-        events().onEnumerate(error != 0 ? kEventConnect : kEventConnect | kEventClose, {{4, error}});
-        conn.HandleEvent();
-        EXPECT_EQ(conn.GetState(), CConnection::Idle);
-        EXPECT_EQ(conn.GetError(), 0);
-        EXPECT_THAT(handler.connects, ElementsAre(false));
-        EXPECT_EQ(
-            log.count(LogSev_Error, Log::Network, "test to 10.0.0.1:4000: received a connect event with error 10060"),
-            error != 0 ? 1 : 0);
+TEST(ConnectionScripted, PulseFindsHowTheConnectEndedEvenWithoutAWorkingEvent) {
+    using Case = std::tuple<platform::ConnectProgress, CConnection::State, int, Connects>;
+    using Found = platform::ConnectProgress;
+    for (const auto& [progress, state, error, connects] :
+         {Case(Found{false, false, 0}, CConnection::Connecting, 0, {}),
+          Case(Found{true, false, 0}, CConnection::Connected, 0, {true}),
+          Case(Found{false, true, 0}, CConnection::Idle, 0, {false}),
+          Case(Found{true, true, 0}, CConnection::Idle, 0, {false}),
+          Case(Found{false, false, 10038}, CConnection::InError, 10038, {false})}) {
+        events().onSelect(10055);
+        net().onPollConnect(progress);
+        Subject subject(true);
+        EXPECT_THAT(subject.log.lines(), ElementsAre(line(LogSev_Error, "Unable to create connection event: -1")));
+        subject.log.show(Log::Connections, LogSev_Info);
+        subject.conn.Pulse();
+        EXPECT_EQ(subject.conn.GetState(), state);
+        EXPECT_EQ(subject.conn.GetError(), error);
+        EXPECT_EQ(subject.handler.connects, connects);
+        const bool closed = state == CConnection::Idle || error != 0;
+        EXPECT_EQ(subject.conn.GetSocket() == kInvalidSocket, closed);
+        EXPECT_EQ(subject.conn.GetEventHandle() == nullptr, closed);
+        EXPECT_EQ(subject.log.countContaining("in CConnection::Pulse()"), error != 0 ? 1 : 0);
     }
 }
 
-TEST(ConnectionScripted, CloseWithReadReadsNothing) {
+TEST(ConnectionScripted, ConnectEventsAreHandledBeforeTheReadAndFailedOnesEndIdle) {
+    const std::string failed = kPrefix + "received a connect event with error 10060";
+    for (const auto& [mask, error] : {std::pair(kEventConnect | kEventRead | kEventWrite, 0),
+                                      std::pair(kEventConnect, 10060), std::pair(kEventConnect | kEventClose, 0)}) {
+        Subject subject(true);
+        net().finishConnect(subject.conn.GetSocket());
+        net().deliver(subject.conn.GetSocket(), frameOf("hi"));
+        subject.handler.inConnect = [&](CConnection* which) {
+            which->Pulse();
+            which->HandleEvent();
+            EXPECT_THAT(subject.handler.messages, IsEmpty());
+        };
+        events().onEnumerate(mask, {{4, error}});
+        subject.log.show(Log::Network, LogSev_Detail);
+        subject.conn.HandleEvent();
+        const bool connected = (mask & kEventRead) != 0;
+        EXPECT_EQ(subject.conn.GetState(), connected ? CConnection::Connected : CConnection::Idle);
+        EXPECT_EQ(subject.conn.GetError(), 0);
+        EXPECT_THAT(subject.handler.connects, ElementsAre(connected));
+        EXPECT_EQ(subject.handler.messages.size(), connected ? 1U : 0U);
+        EXPECT_EQ(subject.log.count(LogSev_Error, Log::Network, failed), error != 0 ? 1 : 0);
+        if (connected) {
+            EXPECT_EQ(subject.log.lines().at(0), line(LogSev_Detail, kPrefix + "Handling event mask 0x13 in state 1"));
+            EXPECT_EQ(subject.log.lines().at(1),
+                      line(LogSev_Info, kPrefix + "HandleEvent (0x13) called on a CConnection in Connecting state"));
+        }
+    }
+}
+
+TEST(ConnectionScripted, CloseWithReadReadsNothingAndSaysWhatItCloses) {
     ScriptedStream stream;
+    stream.log.show(Log::Connections, LogSev_Info);
     net().deliver(stream.socket, frameOf("unread"));
     events().onEnumerate(kEventClose | kEventRead);
     stream.conn->HandleEvent();
     EXPECT_EQ(stream.conn->GetState(), CConnection::Idle);
     EXPECT_THAT(stream.handler.connects, ElementsAre(false));
     EXPECT_THAT(stream.handler.messages, IsEmpty());
+    const std::string socket = std::to_string(stream.socket);
+    EXPECT_THAT(stream.log.texts(Log::Connections),
+                ElementsAre(kPrefix + "Cleanup() on connection (socket " + socket + ") while in state 2",
+                            kPrefix + "Shutting down and closing socket " + socket + " in CConnection::Cleanup()"));
 }
 
-TEST(ConnectionScripted, FailedQueryIsExplainedAndDispatchGoesOnWithNothing) {
-    ScriptedStream stream;
+TEST(ConnectionScripted, FailedQueriesAndConnectsWithoutAHandlerAreExplained) {
+    Subject subject;
+    OpenConnection& conn = subject.conn;
     events().onEnumerateFails(10050).onEnumerateFails(12345);
-    stream.conn->HandleEvent();
-    stream.conn->HandleEvent();
-    EXPECT_THAT(stream.log.texts(Log::Network),
-                ElementsAre("WSAEnumNetworkEvents() returned Err = WSAENETDOWN (The network subsystem has failed) ",
-                            "WSAEnumNetworkEvents() returned unknown error code 12345"));
-    EXPECT_EQ(stream.conn->GetState(), CConnection::Connected);
+    conn.OnConnect(true);
+    conn.LogSocketEventError({});
+    conn.HandleEvent();
+    conn.SetError(10061, "connect", "here", false);
+    conn.HandleEvent();
+    EXPECT_THAT(
+        subject.log.lines(),
+        ElementsAre(line(LogSev_Info, kNobody + "Unable to handle connect because there is no message handler."),
+                    line(LogSev_Error, "WSAEnumNetworkEvents() returned Err = WSAENETDOWN (The network "
+                                       "subsystem has failed) "),
+                    line(LogSev_Info, kNobody + "HandleEvent (0x0) called on a CConnection in Idle"),
+                    line(LogSev_Info, kNobody + "connect failed with error code 10061 in here"),
+                    line(LogSev_Error, "WSAEnumNetworkEvents() returned unknown error code 12345"),
+                    line(LogSev_Warning, kNobody + "HandleEvent (0x0) called on a CConnection in Error state")));
+    bool processed = false;
+    EXPECT_EQ(conn.Preprocess(&processed), nullptr);
+    EXPECT_FALSE(processed);
+
+    WSANETWORKEVENTS found{};
+    found.iErrorCode[0] = 16;
+    found.iErrorCode[9] = 25;
+    subject.log.clear();
+    conn.LogSocketEventError(found);
+    EXPECT_EQ(subject.log.countContaining(" - return error code 0x10 for event FD_READ"), 1);
+    EXPECT_EQ(subject.log.countContaining(" - return error code 0x19 for event FD_ADDRESS_LIST_CHANGE"), 1);
+    subject.handler.name = nullptr;
+    conn.SetMessageHandler(&subject.handler);
+    EXPECT_STREQ(conn.GetHandlerName(), "");
 }
 
-TEST(ConnectionScripted, ACounterWithoutAFrequencyNeverDivides) {
-    scripted::clock().frequency = 0;
-    CConnection::s_timerFreq = 0;
-    CConnection::setPulseRate(0);
-    ScriptedStream stream;
+TEST(ConnectionScripted, PingsFollowThePulseRateAndOneLostWithItsStreamIsTheLast) {
     net().sendsTakeAll();
-    stream.conn->SetUpdateLag();
-    stream.conn->Pulse();
-    scripted::clock().counter += 12;
-    EXPECT_EQ(stream.conn->getPingOutstandingMs(), 12U);
-    stream.receive(kPingReply);
-    EXPECT_EQ(stream.conn->GetLag(), 6U);
-    CConnection::setPulseRate(1800);
-    scripted::clock().frequency = 10'000'000;
+    // Ticks a second, ticks waited and what they make in milliseconds; without a frequency nothing is divided by 0.
+    for (const auto& [frequency, ticks, waited] : {std::tuple(10'000'000, 100'000, 10U), std::tuple(0, 12, 12U)}) {
+        scripted::clock().frequency = frequency;
+        CConnection::s_timerFreq = 0;
+        CConnection::setPulseRate(2);
+        ScriptedStream stream;
+        stream.conn->SetUpdateLag();
+        for (const unsigned long queued : {0UL, 0UL, 2UL, 0UL, 0UL, 0UL, 0UL}) {
+            stream.conn->Pulse();
+            EXPECT_EQ(stream.conn->getOutboundByteCount(), queued);
+        }
+        scripted::clock().counter += ticks;
+        EXPECT_EQ(stream.conn->getPingOutstandingMs(), waited);
+        stream.receive(kPingReply);
+        EXPECT_EQ(stream.conn->GetLag(), waited / 2);
+        EXPECT_EQ(stream.conn->getPingOutstandingMs(), 0U);
+        CConnection::setPulseRate(0);
+        stream.conn->Pulse();
+        stream.conn->Reset();
+        stream.conn->InitAccepted(net().openConnected(kScriptedPeer), kScriptedPeer.ip, kScriptedPeer.port);
+        stream.conn->Pulse();
+        EXPECT_EQ(stream.conn->getOutboundByteCount(), 0U);
+    }
     CConnection::s_timerFreq = 10'000;
+    CConnection::setOutBufferExpandSize(-1);
+    ScriptedStream roomless;
+    roomless.conn->SetUpdateLag();
+    roomless.conn->Pulse();
+    EXPECT_EQ(roomless.conn->getPingOutstandingMs(), 0U) << "a ping that found no room is not waited for";
+    CConnection::setOutBufferExpandSize(10'000);
+    CConnection::setPulseRate(1800);
+}
+
+TEST(ConnectionScripted, DelaysAndBudgetsTakeEveryNumber) {
+    scripted::clock().counterStep = 1;
+    for (const float seconds : {std::nanf(""), INFINITY, 1e30F, -INFINITY, -1e30F, -1.0F, 0.0F}) {
+        ScriptedStream stream;
+        stream.conn->setAllowedProcessingTime(seconds);
+        stream.receive(frameOf("a") + frameOf("b"));
+        EXPECT_EQ(stream.handler.messages.size(), seconds <= 0 ? 1U : 2U) << seconds;
+        bool processed = false;
+        stream.conn->Preprocess(&processed);
+        EXPECT_EQ(processed, seconds <= 0);
+        EXPECT_EQ(stream.handler.messages.size(), 2U);
+    }
+    ScriptedStream delayed;
+    delayed.conn->setDelay(3);
+    net().deliver(delayed.socket, frameOf("x") + frameOf("y"), 3);
+    for (const std::size_t seen : {0U, 0U, 1U, 1U, 1U, 2U}) {
+        delayed.conn->Pulse();
+        EXPECT_EQ(delayed.handler.messages.size(), seen);
+    }
 }
 
 TEST(ConnectionScripted, DatagramErrorsThatSayNothingOfTheSocketLeaveItOpen) {
     for (const int error : {10054, 10052, 10051}) {
-        LogCapture log;
-        log.show(Log::Network, LogSev_Info);
-        CConnection conn;
-        conn.InitDatagramListen(7000);
-        net().onReceiveDatagram(error);
-        conn.Pulse();
         const bool benign = error != 10051;
-        EXPECT_EQ(conn.GetState(), benign ? CConnection::Datagram : CConnection::InError);
-        EXPECT_EQ(conn.GetError(), benign ? 0 : error);
-        const std::string ending = benign ? "recvfrom failed with non-error code " + std::to_string(error) +
-                                                " in CConnection::HandleDgramReadEvent"
-                                          : "recvfrom failed with error code 10051 in "
-                                            "CConnection::HandleDgramReadEvent";
-        EXPECT_EQ(log.count(benign ? LogSev_Info : LogSev_Error, Log::Network, "Unhandled to 0.0.0.0:0: " + ending), 1);
-        net().onSendDatagram(10051);
-        conn.SendMsg(3, "abc", kScriptedPeer.ip, kScriptedPeer.port);
-        EXPECT_EQ(log.count(LogSev_Error, Log::Network, "Unable to send DGram: 10051"), 1);
-        EXPECT_EQ(conn.getBytesSent(), 5U);
-        EXPECT_EQ(conn.getMessagesSent(), 1U);
+        const std::string text = kNobody + "recvfrom failed with " + (benign ? "non-" : "") + "error code " +
+                                 std::to_string(error) + " in CConnection::HandleDgramReadEvent";
+        Subject subject;
+        subject.conn.InitDatagramListen(7000);
+        net().onReceiveDatagram(error).onSendDatagram(10051);
+        subject.conn.Pulse();
+        EXPECT_EQ(subject.conn.GetState(), benign ? CConnection::Datagram : CConnection::InError);
+        EXPECT_EQ(subject.conn.GetError(), benign ? 0 : error);
+        subject.conn.SendMsg(3, "abc", kScriptedPeer.ip, kScriptedPeer.port);
+        EXPECT_THAT(subject.log.lines(), ElementsAre(line(benign ? LogSev_Info : LogSev_Error, text),
+                                                     line(LogSev_Info, "Sending 5 bytes over UDP"),
+                                                     line(LogSev_Error, "Unable to send DGram: 10051")));
+        EXPECT_EQ(subject.conn.getBytesSent(), 5U);
+        EXPECT_EQ(subject.conn.getMessagesSent(), 1U);
     }
     EXPECT_EQ(net().openCount(), 0U) << "also after the error";
 }

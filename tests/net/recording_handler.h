@@ -10,6 +10,8 @@
 
 class RecordingHandler : public CMessageHandler {
 public:
+    using Action = std::function<void(CConnection*)>;
+
     void HandleMessage(CConnection* conn, const void* data, unsigned long size) override {
         messages.emplace_back(static_cast<const char*>(data), size);
         call(inMessage, conn);
@@ -20,7 +22,6 @@ public:
     }
     bool CheckMessageSize(unsigned long size) override {
         asked.push_back(size);
-        // The slot does not name its connection; a test that wants to act here captures it.
         call(inCheck, nullptr);
         return size <= largestFrame;
     }
@@ -34,26 +35,19 @@ public:
     std::vector<bool> connects;
     std::vector<unsigned long> asked;
     std::vector<std::pair<int, int>> errors;
-
-    /// What happens inside the calls.
-    std::function<void(CConnection*)> inMessage;
-    std::function<void(CConnection*)> inConnect;
-    std::function<void(CConnection*)> inCheck;
-    std::function<void(CConnection*)> inError;
-
+    /// What happens inside the calls; the size check does not name its connection.
+    Action inMessage, inConnect, inCheck, inError;
     unsigned long largestFrame = std::numeric_limits<unsigned long>::max();
     const char* name = "test";
     /// The deepest nesting of calls so far.
     int maxDepth = 0;
 
 private:
-    void call(const std::function<void(CConnection*)>& action, CConnection* conn) {
-        ++m_depth;
-        maxDepth = std::max(maxDepth, m_depth);
+    // By value, because the action may replace itself.
+    void call(Action action, CConnection* conn) {
+        maxDepth = std::max(maxDepth, ++m_depth);
         if (action) {
-            // A copy, because the action may replace itself.
-            const auto chosen = action;
-            chosen(conn);
+            action(conn);
         }
         --m_depth;
     }

@@ -14,8 +14,9 @@
 class OpenConnection : public CConnection {
 public:
     using CConnection::HandleStreamReadEvent;
-    using CConnection::HandleWriteEvent;
+    using CConnection::LogSocketEventError;
     using CConnection::ResizeInboundBuffer;
+    using CConnection::SetError;
 };
 
 inline constexpr platform::Endpoint kScriptedPeer{0x0A000001, 4000};
@@ -42,15 +43,10 @@ struct ScriptedStream {
 
 /// The stream frame of a message.
 inline std::string frameOf(std::string_view body) {
-    std::string frame;
-    const auto put = [&frame](std::size_t value, int bytes) {
-        for (int i = 0; i < bytes; ++i) {
-            frame.push_back(static_cast<char>(value >> (8 * i)));
-        }
-    };
-    put(body.size() < 65533 ? body.size() : 0xFFFD, 2);
-    if (body.size() >= 65533) {
-        put(body.size(), 4);
+    const bool isLong = body.size() >= 65533;
+    std::string frame = isLong ? "\xFD\xFF" : "";
+    for (int shift = 0; shift < (isLong ? 32 : 16); shift += 8) {
+        frame.push_back(static_cast<char>(body.size() >> shift));
     }
     return frame.append(body);
 }

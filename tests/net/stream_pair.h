@@ -11,51 +11,41 @@ inline constexpr unsigned long kLoopback = 0x7F000001;
 /// Keeps what a listener accepts.
 class AcceptedConnections : public CListenHandler {
 public:
+    using Action = std::function<void(CListener*)>;
+
     void OnAccept(CListener* listener, CConnection* connection) override {
         connections.emplace_back(connection);
-        if (inAccept) {
-            const auto chosen = inAccept;
-            chosen(listener);
-        }
+        call(inAccept, listener);
     }
     void OnListenError(CListener* listener, int error) override {
         errors.push_back(error);
-        if (inError) {
-            const auto chosen = inError;
-            chosen(listener);
-        }
+        call(inError, listener);
     }
 
     std::vector<std::unique_ptr<CConnection>> connections;
     std::vector<int> errors;
-    std::function<void(CListener*)> inAccept;
-    std::function<void(CListener*)> inError;
+    Action inAccept, inError;
+
+private:
+    static void call(Action action, CListener* listener) { action ? action(listener) : void(); }
 };
 
 /// `client` connects to a listener, `server` is what it accepted. Handlers are set, and both sides are `Connected`.
 struct StreamPair {
     StreamPair() {
-        client = std::make_unique<CConnection>();
         client->SetMessageHandler(&clientHandler);
         EXPECT_EQ(listener.Init(&accepted, kLoopback, 0, false), 0);
         client->InitStream(kLoopback, listener.GetPort());
-        EXPECT_TRUE(pumpUntil(
-            [this] {
-                listener.Pulse();
-                client->Pulse();
-            },
-            [this] { return client->IsConnected() && !accepted.connections.empty(); }));
+        EXPECT_TRUE(pumpUntil([&] { client->Pulse(), listener.Pulse(); },
+                              [&] { return client->IsConnected() && !accepted.connections.empty(); }));
         server = std::move(accepted.connections.at(0));
         accepted.connections.clear();
         server->SetMessageHandler(&serverHandler);
     }
 
     void pulse() const {
-        if (client != nullptr) {
-            client->Pulse();
-        }
-        if (server != nullptr) {
-            server->Pulse();
+        for (CConnection* const side : {client.get(), server.get()}) {
+            side != nullptr ? side->Pulse() : void();
         }
     }
     template <typename Done>
@@ -63,10 +53,8 @@ struct StreamPair {
         return pumpUntil([this] { pulse(); }, std::forward<Done>(done));
     }
 
-    RecordingHandler clientHandler;
-    RecordingHandler serverHandler;
+    RecordingHandler clientHandler, serverHandler;
     AcceptedConnections accepted;
     CListener listener;
-    std::unique_ptr<CConnection> client;
-    std::unique_ptr<CConnection> server;
+    std::unique_ptr<CConnection> client = std::make_unique<CConnection>(), server;
 };

@@ -13,7 +13,11 @@ public:
     /// Becomes the innermost guard of the owner whose chain and generation number these are.
     DeletionGuard(DeletionGuard*& innermost, const std::uint32_t& generation, Pass pass);
     /// Leaves the chain, if there still is one.
-    ~DeletionGuard();
+    ~DeletionGuard() {
+        if (m_innermost != nullptr) {
+            *m_innermost = m_outer;
+        }
+    }
     DeletionGuard(const DeletionGuard&) = delete;
     DeletionGuard& operator=(const DeletionGuard&) = delete;
 

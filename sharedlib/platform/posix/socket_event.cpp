@@ -228,6 +228,14 @@ void noteSendBlocked(void* event) {
     noteChange(*object);
 }
 
+void noteConnected(void* event) {
+    SocketEvent* const object = toEvent(event);
+    if (object != nullptr && object->connectDue) {
+        object->connectDue = false;
+        noteChange(*object);
+    }
+}
+
 int waitForSocketEvents(void* const* events, int count, unsigned long timeoutMs) {
     constexpr int kFew = 64;
     if (count <= kFew) {
