@@ -1,56 +1,25 @@
 // tests/support/failing_alloc.cpp: memory that runs out when a test says so.
 #include "tests/support/failing_alloc.h"
-#include <cstddef>
 #include <cstdlib>
 #include <new>
 
-namespace {
-
-thread_local int t_untilFailure = 0;
-thread_local bool t_failed = false;
-
-void* allocate(std::size_t size) noexcept {
-    if (t_untilFailure > 0 && --t_untilFailure == 0) {
-        t_failed = true;
-        return nullptr;
-    }
-    return std::malloc(size != 0 ? size : 1);
+FailingAlloc::FailingAlloc(int k) : m_atStart(s_failures) {
+    s_untilFailure = k;
 }
 
-void* allocateOrThrow(std::size_t size) {
-    void* const memory = allocate(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
+// All forms that the library reaches are replaced, because a sanitizer's own do not call each other.
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return FailingAlloc::failsNow() ? nullptr : std::malloc(size != 0 ? size : 1);
 }
-
-} // namespace
-
-FailingAlloc::FailingAlloc(int k) {
-    t_untilFailure = k;
-    t_failed = false;
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
+    return operator new(size, tag);
 }
-
-FailingAlloc::~FailingAlloc() {
-    t_untilFailure = 0;
-}
-
-bool FailingAlloc::failed() const {
-    return t_failed;
-}
-
 void* operator new(std::size_t size) {
-    return allocateOrThrow(size);
+    void* const memory = operator new(size, std::nothrow);
+    return memory != nullptr ? memory : throw std::bad_alloc();
 }
 void* operator new[](std::size_t size) {
-    return allocateOrThrow(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    return allocate(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    return allocate(size);
+    return operator new(size);
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
@@ -62,11 +31,5 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
 void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept {
     std::free(memory);
 }

@@ -4,21 +4,17 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-/// Calls `step` and then `done` again and again until `done` is true. After five seconds it fails the test and gives
-/// false.
+/// Calls `step` and then `done` until `done` is true. After five seconds it fails the test and gives false.
 template <typename Step, typename Done>
 [[nodiscard]] bool pumpUntil(Step&& step, Done&& done) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point end = Clock::now() + std::chrono::seconds(5);
-    for (;;) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    do {
         step();
         if (done()) {
             return true;
         }
-        if (Clock::now() > end) {
-            ADD_FAILURE() << "five seconds were not enough";
-            return false;
-        }
         std::this_thread::yield();
-    }
+    } while (std::chrono::steady_clock::now() <= end);
+    ADD_FAILURE() << "five seconds were not enough";
+    return false;
 }
