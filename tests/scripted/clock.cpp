@@ -5,10 +5,9 @@
 #include <utility>
 
 namespace scripted {
-
 namespace {
 
-PerTest const perTest([](bool) { clock() = Clock(); }, [] {});
+const PerTest kPerTest([](bool) { clock() = Clock(); }, [] {});
 
 } // namespace
 
@@ -17,22 +16,15 @@ Clock& clock() {
     return instance;
 }
 
-void Clock::advanceMs(std::uint64_t milliseconds) {
-    counter += static_cast<std::int64_t>(milliseconds) * frequency / 1000;
-    ticks += static_cast<std::uint32_t>(milliseconds);
-    m_unusedMs += milliseconds;
-    seconds += static_cast<std::int64_t>(m_unusedMs / 1000);
-    m_unusedMs %= 1000;
-}
-
 } // namespace scripted
 
 namespace platform {
 
+using scripted::clock;
+
 std::int64_t performanceCounter() {
-    scripted::Clock& clock = scripted::clock();
-    ++clock.counterReadings;
-    return std::exchange(clock.counter, clock.counter + clock.counterStep);
+    ++clock().counterReadings;
+    return std::exchange(clock().counter, clock().counter + clock().counterStep);
 }
 
 std::int64_t stretchCounter() {
@@ -40,25 +32,22 @@ std::int64_t stretchCounter() {
 }
 
 std::int64_t performanceFrequency() {
-    ++scripted::clock().frequencyReadings;
-    return scripted::clock().frequency;
+    ++clock().frequencyReadings;
+    return clock().frequency;
 }
 
 std::uint32_t tickCountMs() {
-    scripted::Clock& clock = scripted::clock();
-    ++clock.tickReadings;
-    return std::exchange(clock.ticks, clock.ticks + clock.tickStep);
+    return std::exchange(clock().ticks, clock().ticks + clock().tickStep);
 }
 
 std::int64_t systemSeconds() {
-    scripted::Clock& clock = scripted::clock();
-    ++clock.secondsReadings;
-    return std::exchange(clock.seconds, clock.seconds + clock.secondsStep);
+    return clock().seconds;
 }
 
+/// Returns at once, with the counter and the tick count moved on.
 void sleepMs(unsigned long milliseconds) {
-    scripted::clock().sleptMs += milliseconds;
-    scripted::clock().advanceMs(milliseconds);
+    clock().counter += static_cast<std::int64_t>(milliseconds) * clock().frequency / 1000;
+    clock().ticks += static_cast<std::uint32_t>(milliseconds);
 }
 
 } // namespace platform

@@ -3,20 +3,13 @@
 #include "tests/scripted/socket.h"
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <memory>
-#include <utility>
 
 namespace scripted {
 namespace {
 
-std::unique_ptr<Net>& current() {
-    static auto network = std::make_unique<Net>();
-    return network;
-}
-
 const PerTest kPerTest(
     [](bool isContract) {
-        current() = std::make_unique<Net>();
+        net() = Net();
         if (isContract) {
             net().beLoopback();
         }
@@ -26,7 +19,8 @@ const PerTest kPerTest(
 } // namespace
 
 Net& net() {
-    return *current();
+    static Net network;
+    return network;
 }
 
 Net& Net::answer(const char* function, Transfer transfer) {
@@ -34,97 +28,43 @@ Net& Net::answer(const char* function, Transfer transfer) {
     return *this;
 }
 
-Net& Net::onOpen(int error) {
-    return answer("openSocket", {0, error});
-}
-Net& Net::onSetBlocking(int error) {
-    return answer("setSocketBlocking", {0, error});
-}
-Net& Net::onBind(int error) {
-    return answer("bindSocket", {0, error});
-}
-Net& Net::onGetLocalEndpoint(int error) {
-    return answer("getLocalEndpoint", {0, error});
-}
-Net& Net::onListen(int error) {
-    return answer("listenOnSocket", {0, error});
-}
-Net& Net::onConnect(int error) {
-    return answer("connectSocket", {0, error});
-}
 Net& Net::onPollConnect(platform::ConnectProgress progress) {
-    m_progress.push_back(progress);
-    return *this;
-}
-Net& Net::onAccept(int error) {
-    return answer("acceptSocket", {0, error});
-}
-Net& Net::onReceive(Transfer transfer) {
-    return answer("receiveBytes", transfer);
-}
-Net& Net::onSend(Transfer transfer) {
-    return answer("sendBytes", transfer);
-}
-Net& Net::sendsTakeAll() {
-    m_sendsTakeAll = true;
-    return *this;
-}
-Net& Net::onReceiveDatagram(int error) {
-    return answer("receiveDatagram", {0, error});
-}
-Net& Net::onSendDatagram(int error) {
-    return answer("sendDatagram", {0, error});
-}
-Net& Net::datagramsAreTaken() {
-    m_datagramsTaken = true;
-    return *this;
+    return answer("pollConnect", {(progress.writable ? 1 : 0) + (progress.failed ? 2 : 0), progress.error});
 }
 
 void Net::deliver(NativeSocket socket, std::string_view bytes, std::size_t chunk) {
-    Socket* const target = find(socket);
-    ASSERT_NE(target, nullptr) << "delivery to socket " << socket << ", which is not open";
+    Socket& target = m_sockets.at(socket);
     const std::size_t step = chunk == 0 ? std::max<std::size_t>(bytes.size(), 1) : chunk;
     for (std::size_t at = 0; at < bytes.size(); at += step) {
-        target->inbound.emplace_back(bytes.substr(at, step));
+        target.inbound.emplace_back(bytes.substr(at, step));
     }
 }
 
 void Net::deliverDatagram(NativeSocket socket, platform::Endpoint sender, std::string_view bytes) {
-    Socket* const target = find(socket);
-    ASSERT_NE(target, nullptr) << "datagram to socket " << socket << ", which is not open";
-    target->packets.push_back({sender, std::string(bytes)});
-}
-
-void Net::closePeer(NativeSocket socket) {
-    breakPeer(socket, 0);
+    m_sockets.at(socket).packets.push_back({sender, std::string(bytes)});
 }
 
 void Net::breakPeer(NativeSocket socket, int error) {
-    Socket* const target = find(socket);
-    ASSERT_NE(target, nullptr) << "close of socket " << socket << ", which is not open";
-    target->peerClosed = true;
-    target->peerError = error;
+    m_sockets.at(socket).peerClosed = true;
+    m_sockets.at(socket).peerError = error;
 }
 
 void Net::finishConnect(NativeSocket socket, int error) {
-    Socket* const target = find(socket);
-    ASSERT_NE(target, nullptr) << "connect of socket " << socket << ", which is not open";
-    target->stand = error == 0 ? Socket::Stand::Connected : Socket::Stand::Failed;
-    target->connectError = error;
+    m_sockets.at(socket).attempt = Socket::Attempt::Over;
+    m_sockets.at(socket).connectError = error;
 }
 
 NativeSocket Net::openConnected(platform::Endpoint peer) {
     const NativeSocket socket = add(platform::SocketKind::Stream);
-    Socket& opened = *find(socket);
-    opened.stand = Socket::Stand::Connected;
-    opened.peer = peer;
+    finishConnect(socket);
+    m_sockets.at(socket).peer = peer;
     return socket;
 }
 
 NativeSocket Net::connectTo(NativeSocket listener, platform::Endpoint peer) {
     const NativeSocket socket = openConnected(peer);
-    find(socket)->blocking = false;
-    find(listener)->backlog.push_back(socket);
+    m_sockets.at(socket).blocking = false;
+    m_sockets.at(listener).backlog.push_back(socket);
     return socket;
 }
 
@@ -135,19 +75,11 @@ int Net::callCount(std::string_view function) const {
 
 void Net::end() {
     for (const auto& [function, answers] : m_answers) {
-        if (!answers.empty()) {
-            ADD_FAILURE() << answers.size() << " scripted answers of " << function << " were not asked for";
-        }
-    }
-    if (!m_progress.empty()) {
-        ADD_FAILURE() << m_progress.size() << " scripted answers of pollConnect were not asked for";
+        EXPECT_TRUE(answers.empty()) << answers.size() << " scripted answers of " << function << " were not asked for";
     }
     for (const auto& [number, socket] : m_sockets) {
-        if (!m_leaksAllowed) {
-            ADD_FAILURE() << "socket " << number << " was not closed";
-        }
+        EXPECT_TRUE(m_leaksAllowed) << "socket " << number << " was not closed";
     }
-    m_answers.clear();
 }
 
 Socket* Net::find(NativeSocket socket) {
@@ -156,51 +88,37 @@ Socket* Net::find(NativeSocket socket) {
 }
 
 NativeSocket Net::add(platform::SocketKind kind) {
-    const NativeSocket socket = m_next++;
-    m_sockets[socket].kind = kind;
-    m_lastOpened = socket;
-    return socket;
+    m_sockets[m_next].kind = kind;
+    return m_next++;
 }
 
 void Net::remove(NativeSocket socket) {
-    const Socket closed = std::exchange(m_sockets[socket], {});
-    m_sockets.erase(socket);
-    for (const NativeSocket pending : closed.backlog) {
+    const auto closed = m_sockets.extract(socket);
+    for (const NativeSocket pending : closed.mapped().backlog) {
         remove(pending);
     }
-    if (Socket* const partner = find(closed.partner)) {
+    if (Socket* const partner = find(closed.mapped().partner)) {
         partner->partner = kInvalidSocket;
         // Bytes that nobody read turn the close into a reset.
-        partner->peerError = closed.inbound.empty() ? 0 : platform::kErrorConnectionReset;
+        partner->peerError = closed.mapped().inbound.empty() ? 0 : platform::kErrorConnectionReset;
         partner->peerClosed = true;
     }
 }
 
-void Net::record(const char* function, NativeSocket socket, long value) {
+std::optional<Transfer> Net::called(const char* function, NativeSocket socket, long value) {
     m_calls.push_back({function, socket, value});
-}
-
-bool Net::takeAnswer(const char* function, Transfer& answer) {
-    const auto found = m_answers.find(function);
-    if (found == m_answers.end() || found->second.empty()) {
-        return false;
+    std::deque<Transfer>& answers = m_answers[function];
+    if (answers.empty()) {
+        return std::nullopt;
     }
-    answer = found->second.front();
-    found->second.pop_front();
-    return true;
+    const Transfer next = answers.front();
+    answers.pop_front();
+    return next;
 }
 
-bool Net::takeProgress(platform::ConnectProgress& progress) {
-    if (m_progress.empty()) {
-        return false;
-    }
-    progress = m_progress.front();
-    m_progress.pop_front();
-    return true;
-}
-
-void Net::unscripted(const char* function) {
+Transfer Net::unscripted(const char* function) const {
     ADD_FAILURE() << "call number " << callCount(function) << " of " << function << " has no scripted answer";
+    return failsWith(10022);
 }
 
 NativeSocket Net::socketAt(platform::SocketKind kind, std::uint16_t port) const {
@@ -212,11 +130,11 @@ NativeSocket Net::socketAt(platform::SocketKind kind, std::uint16_t port) const 
     return found == m_sockets.end() ? kInvalidSocket : found->first;
 }
 
-bool Net::endpointTaken(platform::SocketKind kind, std::uint16_t port, bool reuse) const {
-    return std::any_of(m_sockets.begin(), m_sockets.end(), [=](const auto& entry) {
+bool Net::isPortTaken(const Socket& socket, std::uint16_t port) const {
+    return std::any_of(m_sockets.begin(), m_sockets.end(), [&](const auto& entry) {
         const Socket& other = entry.second;
-        const bool shares = reuse && other.reuse && !other.listening;
-        return other.bound && other.kind == kind && other.local.port == port && !shares;
+        const bool shares = socket.reuse && other.reuse && !other.listening;
+        return other.bound && other.kind == socket.kind && other.local.port == port && !shares;
     });
 }
 

@@ -15,100 +15,75 @@ using scripted::Transfer;
 constexpr int kInvalidArgument = 10022;
 constexpr int kNotSocket = 10038;
 constexpr int kNotConnected = 10057;
-constexpr int kShutDown = 10058;
 constexpr int kRefused = 10061;
 constexpr std::uint32_t kLoopbackIp = 0x7F000001;
 
 /// A call on an open socket that succeeds unless the script says otherwise.
-int setUp(const char* function, NativeSocket socket, long value) {
-    net().record(function, socket, value);
-    Transfer answer;
-    if (net().takeAnswer(function, answer) && answer.error != 0) {
-        return answer.error;
-    }
-    return net().find(socket) == nullptr ? kNotSocket : 0;
+int setUp(const char* function, NativeSocket socket, long value = 0) {
+    const Transfer answer = net().called(function, socket, value).value_or(Transfer{});
+    return answer.error == 0 && net().find(socket) == nullptr ? kNotSocket : answer.error;
 }
 
 /// Sends of every kind; what is taken reaches the partner, when there is one.
 TransferResult send(NativeSocket socket, std::string_view bytes) {
-    net().record("sendBytes", socket, static_cast<long>(bytes.size()));
-    Socket* const sender = net().find(socket);
+    const auto written = net().called("sendBytes", socket, static_cast<long>(bytes.size()));
+    const Socket* const sender = net().find(socket);
     if (sender == nullptr) {
         return {-1, kNotSocket};
     }
-    Transfer answer = scripted::takesAll;
-    if (!net().takeAnswer("sendBytes", answer) && !net().isLoopback() && !net().takesAllSends()) {
-        net().unscripted("sendBytes");
-        return {-1, kInvalidArgument};
-    }
+    const bool isFree = written || net().takesAllSends();
+    const Transfer answer = isFree ? written.value_or(scripted::takesAll) : net().unscripted("sendBytes");
     if (answer.count < 0) {
         return {-1, answer.error};
     }
-    if (net().isLoopback() && sender->partner == kInvalidSocket) {
-        return {-1, sender->stand == Socket::Stand::Connected ? kErrorConnectionReset : kNotConnected};
-    }
-    if (sender->sendClosed) {
-        return {-1, kShutDown};
+    Socket* const partner = net().find(sender->partner);
+    if (net().isLoopback() && partner == nullptr) {
+        return {-1, sender->attempt == Socket::Attempt::Over ? kErrorConnectionReset : kNotConnected};
     }
     bytes = bytes.substr(0, static_cast<std::size_t>(answer.count));
-    net().noteSent(socket, bytes);
-    if (sender->partner != kInvalidSocket && !bytes.empty()) {
-        net().find(sender->partner)->inbound.emplace_back(bytes);
+    net().sent(socket) += bytes;
+    if (partner != nullptr && !bytes.empty()) {
+        partner->inbound.emplace_back(bytes);
     }
     return {static_cast<int>(bytes.size()), 0};
 }
 
 /// Makes the pair of a socket that connects and the one that the listener will accept.
 int connectInside(NativeSocket socket, Endpoint peer) {
-    const NativeSocket listener = net().socketAt(SocketKind::Stream, peer.port);
-    if (listener == kInvalidSocket) {
-        net().finishConnect(socket, kRefused);
-        return net().find(socket)->blocking ? kRefused : kErrorWouldBlock;
-    }
     Socket& connecting = *net().find(socket);
-    if (!connecting.bound) {
+    const NativeSocket listener = net().socketAt(SocketKind::Stream, peer.port);
+    const int error = listener == kInvalidSocket ? kRefused : 0;
+    net().finishConnect(socket, error);
+    if (error == 0) {
         connecting.local = {kLoopbackIp, net().freePort()};
-        connecting.bound = true;
+        connecting.partner = net().connectTo(listener, connecting.local);
+        net().find(connecting.partner)->partner = socket;
     }
-    connecting.peer = peer;
-    const NativeSocket accepted = net().connectTo(listener, {kLoopbackIp, connecting.local.port});
-    net().find(accepted)->partner = socket;
-    net().find(socket)->partner = accepted;
-    net().finishConnect(socket);
-    return net().find(socket)->blocking ? 0 : kErrorWouldBlock;
+    return connecting.blocking ? error : kErrorWouldBlock;
 }
 
 } // namespace
 
 OpenResult openSocket(SocketKind kind) {
-    net().record("openSocket", kInvalidSocket, static_cast<long>(kind));
-    Transfer answer;
-    if (net().takeAnswer("openSocket", answer) && answer.error != 0) {
-        return {kInvalidSocket, answer.error};
-    }
-    return {net().add(kind), 0};
+    const int error = net().called("openSocket", kInvalidSocket, static_cast<long>(kind)).value_or(Transfer{}).error;
+    return error == 0 ? OpenResult{net().add(kind), 0} : OpenResult{kInvalidSocket, error};
 }
 
 void shutdownSocket(NativeSocket socket) {
-    net().record("shutdownSocket", socket);
+    net().called("shutdownSocket", socket);
     Socket* const shut = net().find(socket);
-    if (shut == nullptr) {
-        return;
-    }
-    shut->sendClosed = true;
-    shut->peerClosed = true;
-    if (Socket* const partner = net().find(shut->partner)) {
+    if (Socket* const partner = shut == nullptr ? nullptr : net().find(shut->partner)) {
         partner->peerClosed = true;
     }
 }
 
 void closeSocket(NativeSocket socket) {
-    net().record("closeSocket", socket);
-    if (net().find(socket) == nullptr) {
+    net().called("closeSocket", socket);
+    if (net().isOpen(socket)) {
+        net().remove(socket);
+    } else {
         ADD_FAILURE() << "socket " << socket << " was closed, but it is not open";
-        return;
     }
-    net().remove(socket);
 }
 
 int setSocketBlocking(NativeSocket socket, bool blocking) {
@@ -142,12 +117,9 @@ int bindSocket(NativeSocket socket, Endpoint local) {
         return error;
     }
     Socket& target = *net().find(socket);
-    if (target.bound) {
-        return kInvalidArgument;
-    }
     if (local.port == 0) {
         local.port = net().freePort();
-    } else if (net().endpointTaken(target.kind, local.port, target.reuse)) {
+    } else if (net().isPortTaken(target, local.port)) {
         return kErrorAddressInUse;
     }
     target.local = local;
@@ -156,7 +128,7 @@ int bindSocket(NativeSocket socket, Endpoint local) {
 }
 
 int getLocalEndpoint(NativeSocket socket, Endpoint& local) {
-    const int error = setUp("getLocalEndpoint", socket, 0);
+    const int error = setUp("getLocalEndpoint", socket);
     if (error == 0) {
         local = net().find(socket)->local;
     }
@@ -172,90 +144,61 @@ int listenOnSocket(NativeSocket socket, int backlog) {
 }
 
 int connectSocket(NativeSocket socket, Endpoint peer) {
-    net().record("connectSocket", socket, peer.port);
+    const auto written = net().called("connectSocket", socket, peer.port);
     Socket* const connecting = net().find(socket);
     if (connecting == nullptr) {
         return kNotSocket;
     }
-    Transfer answer;
-    if (!net().takeAnswer("connectSocket", answer)) {
-        if (net().isLoopback()) {
-            return connectInside(socket, peer);
-        }
-        net().unscripted("connectSocket");
-        return kInvalidArgument;
-    }
     connecting->peer = peer;
-    if (answer.error == 0) {
-        net().finishConnect(socket);
-    } else if (answer.error == kErrorWouldBlock) {
-        connecting->stand = Socket::Stand::Connecting;
+    if (!written && net().isLoopback()) {
+        return connectInside(socket, peer);
     }
-    return answer.error;
+    const int error = written ? written->error : net().unscripted("connectSocket").error;
+    connecting->attempt = error == 0 ? Socket::Attempt::Over : Socket::Attempt::Pending;
+    return error;
 }
 
 ConnectProgress pollConnect(NativeSocket socket) {
-    net().record("pollConnect", socket);
-    ConnectProgress progress;
-    if (net().takeProgress(progress)) {
-        return progress;
+    if (const auto written = net().called("pollConnect", socket)) {
+        return {(written->count & 1) != 0, (written->count & 2) != 0, written->error};
     }
     const Socket* const connecting = net().find(socket);
     if (connecting == nullptr) {
         return {false, false, kNotSocket};
     }
-    switch (connecting->stand) {
-    case Socket::Stand::Connecting:
-        return {};
-    case Socket::Stand::Connected:
-        return {true, connecting->peerError != 0, 0};
-    default:
-        return {false, true, 0};
-    }
+    const bool stands =
+        connecting->attempt == Socket::Attempt::Over && connecting->connectError == 0 && connecting->peerError == 0;
+    return {stands, !stands && connecting->attempt != Socket::Attempt::Pending, 0};
 }
 
 AcceptResult acceptSocket(NativeSocket listener) {
-    net().record("acceptSocket", listener);
-    Transfer answer;
-    if (net().takeAnswer("acceptSocket", answer) && answer.error != 0) {
-        return {kInvalidSocket, {}, answer.error};
+    if (const int error = setUp("acceptSocket", listener)) {
+        return {kInvalidSocket, {}, error};
     }
-    Socket* const accepting = net().find(listener);
-    if (accepting == nullptr) {
-        return {kInvalidSocket, {}, kNotSocket};
-    }
-    if (!accepting->listening) {
-        return {kInvalidSocket, {}, kInvalidArgument};
-    }
-    if (accepting->backlog.empty()) {
+    std::deque<NativeSocket>& backlog = net().find(listener)->backlog;
+    if (backlog.empty()) {
         return {kInvalidSocket, {}, kErrorWouldBlock};
     }
-    const NativeSocket accepted = accepting->backlog.front();
-    accepting->backlog.pop_front();
+    const NativeSocket accepted = backlog.front();
+    backlog.pop_front();
     return {accepted, net().find(accepted)->peer, 0};
 }
 
 TransferResult receiveBytes(NativeSocket socket, void* target, std::size_t capacity) {
-    net().record("receiveBytes", socket, static_cast<long>(capacity));
-    Transfer answer = scripted::takesAll;
-    const bool scriptedEnd = net().takeAnswer("receiveBytes", answer) && answer.count <= 0;
-    if (scriptedEnd) {
-        return {answer.count, answer.error};
+    if (const int error = setUp("receiveBytes", socket, static_cast<long>(capacity))) {
+        return {-1, error};
     }
-    Socket* const receiver = net().find(socket);
-    if (receiver == nullptr) {
-        return {-1, kNotSocket};
-    }
-    if (receiver->inbound.empty()) {
-        const int error = receiver->peerClosed ? std::exchange(receiver->peerError, 0) : kErrorWouldBlock;
+    Socket& receiver = *net().find(socket);
+    if (receiver.inbound.empty()) {
+        const int error = receiver.peerClosed ? std::exchange(receiver.peerError, 0) : kErrorWouldBlock;
         return {error == 0 ? 0 : -1, error};
     }
-    std::string& piece = receiver->inbound.front();
-    const std::size_t count = std::min({piece.size(), capacity, static_cast<std::size_t>(answer.count)});
+    std::string& piece = receiver.inbound.front();
+    const std::size_t count = std::min(piece.size(), capacity);
     std::memcpy(target, piece.data(), count);
     piece.erase(0, count);
     if (piece.empty()) {
-        receiver->inbound.pop_front();
+        receiver.inbound.pop_front();
     }
     return {static_cast<int>(count), 0};
 }
@@ -273,51 +216,35 @@ TransferResult sendPieces(NativeSocket socket, const SendPiece* pieces, int piec
 }
 
 TransferResult receiveDatagram(NativeSocket socket, void* target, std::size_t capacity, Endpoint& sender) {
-    net().record("receiveDatagram", socket, static_cast<long>(capacity));
-    Transfer answer;
-    if (net().takeAnswer("receiveDatagram", answer) && answer.error != 0) {
-        return {-1, answer.error};
+    if (const int error = setUp("receiveDatagram", socket, static_cast<long>(capacity))) {
+        return {-1, error};
     }
-    Socket* const receiver = net().find(socket);
-    if (receiver == nullptr) {
-        return {-1, kNotSocket};
-    }
-    if (receiver->packets.empty()) {
+    std::deque<scripted::Packet>& packets = net().find(socket)->packets;
+    if (packets.empty()) {
         return {-1, kErrorWouldBlock};
     }
-    const scripted::Packet packet = std::move(receiver->packets.front());
-    receiver->packets.pop_front();
+    const scripted::Packet packet = std::move(packets.front());
+    packets.pop_front();
     if (packet.bytes.size() > capacity) {
         return {-1, kErrorMessageSize};
     }
     std::memcpy(target, packet.bytes.data(), packet.bytes.size());
-    sender = packet.peer;
+    sender = packet.sender;
     return {static_cast<int>(packet.bytes.size()), 0};
 }
 
 TransferResult sendDatagram(NativeSocket socket, const void* data, std::size_t size, Endpoint receiver) {
-    net().record("sendDatagram", socket, static_cast<long>(size));
-    Transfer answer;
-    if (!net().takeAnswer("sendDatagram", answer) && !net().isLoopback() && !net().takesAllDatagrams()) {
-        net().unscripted("sendDatagram");
-        return {-1, kInvalidArgument};
-    }
+    const auto written = net().called("sendDatagram", socket, static_cast<long>(size));
+    const bool isFree = written || net().isLoopback();
+    int error = isFree ? written.value_or(Transfer{}).error : net().unscripted("sendDatagram").error;
     constexpr std::size_t kMaxDatagram = 65507;
-    if (size > kMaxDatagram) {
-        return {-1, kErrorMessageSize};
+    const Socket* const sender = net().find(socket);
+    error = sender == nullptr ? kNotSocket : size > kMaxDatagram ? kErrorMessageSize : error;
+    if (error != 0) {
+        return {-1, error};
     }
-    if (answer.error != 0) {
-        return {-1, answer.error};
-    }
-    Socket* const sender = net().find(socket);
-    if (sender == nullptr) {
-        return {-1, kNotSocket};
-    }
-    const std::string bytes(static_cast<const char*>(data), size);
-    net().noteSentDatagram(socket, {receiver, bytes});
-    const NativeSocket target = net().socketAt(SocketKind::Datagram, receiver.port);
-    if (net().isLoopback() && target != kInvalidSocket) {
-        net().deliverDatagram(target, {kLoopbackIp, sender->local.port}, bytes);
+    if (const NativeSocket target = net().socketAt(SocketKind::Datagram, receiver.port); target != kInvalidSocket) {
+        net().deliverDatagram(target, {kLoopbackIp, sender->local.port}, {static_cast<const char*>(data), size});
     }
     return {static_cast<int>(size), 0};
 }

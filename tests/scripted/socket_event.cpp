@@ -2,19 +2,15 @@
 #include "tests/scripted/socket_event.h"
 #include "tests/scripted/per_test.h"
 #include "tests/scripted/socket.h"
+#include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <gtest/gtest.h>
-#include <memory>
 
 namespace scripted {
 namespace {
 
 constexpr int kNotConnected = 10057;
-
-std::unique_ptr<Events>& current() {
-    static auto script = std::make_unique<Events>();
-    return script;
-}
 
 void setEvent(WSANETWORKEVENTS& events, long bit, int error) {
     events.lNetworkEvents |= bit;
@@ -26,10 +22,10 @@ bool reportConnect(EventObject& event, const Socket& socket, WSANETWORKEVENTS& f
     if (!event.connectDue) {
         return !event.connectFailed;
     }
-    if (socket.stand == Socket::Stand::Connecting) {
+    if (socket.attempt == Socket::Attempt::Pending) {
         return false;
     }
-    int error = socket.stand == Socket::Stand::Fresh ? kNotConnected : socket.connectError;
+    int error = socket.attempt == Socket::Attempt::None ? kNotConnected : socket.connectError;
     error = error == 0 ? socket.peerError : error;
     event.connectDue = false;
     event.connectFailed = error != 0;
@@ -54,100 +50,49 @@ void report(EventObject& event, const Socket& socket, WSANETWORKEVENTS& found) {
         event.closeError = socket.peerError == 0 ? event.closeError : socket.peerError;
         setEvent(found, platform::kEventClose, event.closeError);
     }
-    if (event.writeDue) {
-        event.writeDue = false;
+    if (std::exchange(event.writeDue, false)) {
         setEvent(found, platform::kEventWrite, 0);
     }
 }
 
-const PerTest kPerTest([](bool) { current() = std::make_unique<Events>(); }, [] { events().end(); });
+const PerTest kPerTest([](bool) { events() = Events(); }, [] { events().end(); });
 
 } // namespace
 
 Events& events() {
-    return *current();
-}
-
-Events& Events::onCreateFails() {
-    ++m_createFailures;
-    return *this;
-}
-
-Events& Events::onSelect(int error) {
-    m_selects.push_back(error);
-    return *this;
+    static Events script;
+    return script;
 }
 
 Events& Events::onEnumerate(long bits, std::initializer_list<std::pair<int, int>> errorOfBit) {
-    Answer answer;
-    answer.events.lNetworkEvents = bits;
+    WSANETWORKEVENTS& answer = enumerations.emplace_back().events;
+    answer.lNetworkEvents = bits;
     for (const auto& [bit, error] : errorOfBit) {
-        answer.events.iErrorCode[bit] = error;
+        answer.iErrorCode[bit] = error;
     }
-    m_enumerates.push_back(answer);
     return *this;
 }
 
 Events& Events::onEnumerateFails(int error) {
-    m_enumerates.push_back({error, {}});
+    enumerations.push_back({error, {}});
     return *this;
 }
 
-long Events::mask(void* event) const {
-    return m_open.contains(event) ? static_cast<EventObject*>(event)->mask : 0;
+void Events::end() const {
+    EXPECT_TRUE(selects.empty() && enumerations.empty()) << "answers of event objects were not asked for";
+    EXPECT_TRUE(open.empty() || leaksAllowed) << "an event object was not closed";
 }
 
-void Events::end() {
-    if (m_createFailures != 0 || !m_selects.empty() || !m_enumerates.empty()) {
-        ADD_FAILURE() << m_createFailures << " failing event creations, " << m_selects.size() << " selections and "
-                      << m_enumerates.size() << " enumerations were scripted and not asked for";
-    }
-    for (void* const event : m_open) {
-        if (!m_leaksAllowed) {
-            ADD_FAILURE() << "an event object was not closed";
-        }
-        delete static_cast<EventObject*>(event);
-    }
-    m_open.clear();
-}
-
-bool Events::takeCreateFailure() {
-    if (m_createFailures == 0) {
+bool Events::isSignalled(void* event) const {
+    const auto found = open.find(event);
+    const Socket* const socket = found == open.end() ? nullptr : net().find(found->second.socket);
+    if (socket == nullptr) {
         return false;
     }
-    --m_createFailures;
-    return true;
-}
-
-bool Events::takeSelect(int& error) {
-    if (m_selects.empty()) {
-        return false;
-    }
-    error = m_selects.front();
-    m_selects.pop_front();
-    return true;
-}
-
-bool Events::takeEnumerate(Answer& answer) {
-    if (m_enumerates.empty()) {
-        return false;
-    }
-    answer = m_enumerates.front();
-    m_enumerates.pop_front();
-    return true;
-}
-
-bool isSignalled(void* event) {
-    if (!events().open().contains(event)) {
-        return false;
-    }
-    EventObject copy = *static_cast<EventObject*>(event);
-    const Socket* const socket = net().find(copy.socket);
-    WSANETWORKEVENTS found{};
-    if (socket != nullptr) {
-        report(copy, *socket, found);
-    }
-    return found.lNetworkEvents != 0;
+    EventObject copy = found->second;
+    WSANETWORKEVENTS answer{};
+    report(copy, *socket, answer);
+    return answer.lNetworkEvents != 0;
 }
 
 } // namespace scripted
@@ -161,33 +106,32 @@ using scripted::events;
 constexpr int kInvalidArgument = 10022;
 constexpr int kNotSocket = 10038;
 
-EventObject* toEvent(void* event) {
-    return static_cast<EventObject*>(event);
+EventObject* find(void* event) {
+    const auto found = events().open.find(event);
+    return found == events().open.end() ? nullptr : &found->second;
 }
 
 } // namespace
 
 void* createSocketEvent() {
-    if (events().takeCreateFailure()) {
-        return nullptr;
-    }
-    return *events().open().insert(new EventObject).first;
+    // A number that is never given twice, so that a closed event is recognised.
+    static std::uintptr_t last = 0;
+    void* const handle = reinterpret_cast<void*>(++last);
+    events().open[handle] = {};
+    return handle;
 }
 
 void closeSocketEvent(void* event) {
-    if (event == nullptr) {
-        return;
-    }
-    if (events().open().erase(event) == 0) {
+    if (event != nullptr && events().open.erase(event) == 0) {
         ADD_FAILURE() << "an event object was closed that is not open";
-        return;
     }
-    delete toEvent(event);
 }
 
 int selectSocketEvents(NativeSocket socket, void* event, long mask) {
-    int error = 0;
-    if (events().takeSelect(error) && error != 0) {
+    std::deque<int>& answers = events().selects;
+    if (!answers.empty()) {
+        const int error = answers.front();
+        answers.pop_front();
         return error;
     }
     scripted::Socket* const target = scripted::net().find(socket);
@@ -195,22 +139,19 @@ int selectSocketEvents(NativeSocket socket, void* event, long mask) {
         return event == nullptr ? kInvalidArgument : kNotSocket;
     }
     target->blocking = false;
-    *toEvent(event) = {socket, mask, (mask & kEventWrite) != 0, (mask & kEventConnect) != 0, false, 0};
+    events().open.at(event) = {socket, mask, (mask & kEventWrite) != 0, (mask & kEventConnect) != 0};
     return 0;
 }
 
 int enumerateSocketEvents(NativeSocket socket, void* event, WSANETWORKEVENTS& found) {
-    scripted::Events::Answer answer;
-    if (events().takeEnumerate(answer)) {
-        if (answer.error == 0) {
-            found = answer.events;
-        }
+    if (std::deque<scripted::Enumeration>& answers = events().enumerations; !answers.empty()) {
+        const scripted::Enumeration answer = answers.front();
+        answers.pop_front();
+        found = answer.error == 0 ? answer.events : found;
         return answer.error;
     }
-    if (socket == kInvalidSocket) {
-        return kNotSocket;
-    }
-    if (event == nullptr || toEvent(event)->socket != socket) {
+    EventObject* const object = find(event);
+    if (socket != kInvalidSocket && (object == nullptr || object->socket != socket)) {
         return kInvalidArgument;
     }
     scripted::Socket* const target = scripted::net().find(socket);
@@ -218,7 +159,7 @@ int enumerateSocketEvents(NativeSocket socket, void* event, WSANETWORKEVENTS& fo
         return kNotSocket;
     }
     found = {};
-    scripted::report(*toEvent(event), *target, found);
+    scripted::report(*object, *target, found);
     if ((found.lNetworkEvents & (kEventClose | kEventConnect)) != 0) {
         // An error is told once; the next receive sees just the end.
         target->peerError = 0;
@@ -227,19 +168,22 @@ int enumerateSocketEvents(NativeSocket socket, void* event, WSANETWORKEVENTS& fo
 }
 
 void noteSendBlocked(void* event) {
-    if (events().open().contains(event)) {
-        events().noteBlocked();
-        toEvent(event)->writeDue = (toEvent(event)->mask & kEventWrite) != 0;
+    if (EventObject* const object = find(event)) {
+        ++events().blocked;
+        object->writeDue = (object->mask & kEventWrite) != 0;
+    }
+}
+
+void noteConnected(void* event) {
+    if (EventObject* const object = find(event)) {
+        object->connectDue = false;
     }
 }
 
 int waitForSocketEvents(void* const* handles, int count, unsigned long) {
-    for (int i = 0; i < count; ++i) {
-        if (scripted::isSignalled(handles[i])) {
-            return i;
-        }
-    }
-    return -1;
+    const auto* const end = handles + count;
+    const auto* const found = std::find_if(handles, end, [](void* event) { return events().isSignalled(event); });
+    return found == end ? -1 : static_cast<int>(found - handles);
 }
 
 } // namespace platform
