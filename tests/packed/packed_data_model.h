@@ -2,90 +2,91 @@
 #pragma once
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
-#include <vector>
 
 /// An owning packed buffer as its rules describe it, step by step. Tests compare `CPackedData` with it.
-class PackedDataModel {
-public:
-    explicit PackedDataModel(std::size_t capacity) : m_bytes(capacity) {}
+struct PackedDataModel {
+    explicit PackedDataModel(std::size_t capacity) : m_bytes(capacity, '\0') {}
 
     void put(std::uint64_t value, std::size_t size, std::uint8_t tag) {
         begin(tag);
         raw(value, size);
     }
-    void putString(const std::string& text) {
+    void PutString(const std::string& text) {
         begin(0x69);
-        const std::size_t length = text.size() % 65536;
-        const bool present = length < 32768;
-        testPutGrowth(present ? length + 2 : 2);
-        raw(length, 2);
-        if (present) {
-            bytes(text.substr(0, length));
-        }
+        const auto length = static_cast<std::int16_t>(std::strlen(text.c_str()));
+        testPutGrowth(std::max<int>(length, 0) + 2);
+        raw(static_cast<std::uint16_t>(length), 2);
+        bytes(text.substr(0, static_cast<std::size_t>(std::max<int>(length, 0))));
     }
-    void putData(const std::string& data) {
+    void PutData(const char* data, int length) {
         begin(0x68);
         if (m_debug) {
-            raw(data.size(), 4);
+            raw(static_cast<std::uint32_t>(length), 4);
         }
-        if (!data.empty()) {
-            testPutGrowth(data.size());
-            bytes(data);
+        if (length > 0) {
+            testPutGrowth(length);
+            bytes({data, static_cast<std::size_t>(length)});
         }
     }
-    void putSizeAtOffset(std::uint32_t offset) {
-        const std::uint64_t used = m_used;
-        const std::uint64_t end = m_put;
-        setPutIndex(offset);
-        put(static_cast<std::uint32_t>(end - offset - 4 - (m_debug ? 1 : 0)), 4, 0x65);
+    void PutMagic() { put(0x3C02, 2, 0x70); }
+    void putSizeAtOffset(std::size_t offset) {
+        const std::size_t used = m_used;
+        const std::size_t end = m_put;
+        m_put = offset;
+        put(end - offset - 4 - (m_debug ? 1 : 0), 4, 0x65);
         m_put = std::max(end, m_put);
         m_used = std::max(used, m_used);
     }
-    void setPutIndex(std::uint64_t index) { m_put = index; }
-    void testPutGrowth(std::size_t length) {
-        grow(length, std::max<std::size_t>(length, 1024));
-        m_used = m_put + length;
+    void testPutGrowth(int length) {
+        const auto needed = static_cast<std::size_t>(std::max(length, 0));
+        grow(needed, std::max<std::size_t>(needed, 1024));
+        m_used = static_cast<std::size_t>(std::max<std::int64_t>(static_cast<std::int64_t>(m_put) + length, 0));
     }
-    void empty() {
-        m_put = m_get = m_used = 0;
-        m_debug = m_md5 = m_readError = false;
-        std::ranges::fill(m_bytes, '\0');
-    }
-    /// What a copy constructor makes of it.
-    [[nodiscard]] PackedDataModel copied() const {
+    void setPutIndex(std::size_t index) { m_put = index; }
+    void setGetIndex(std::size_t index) { m_get = index; }
+    void setDebug(bool debug) { m_debug = debug; }
+    void useMD5Checksum(bool use) { m_md5 = use; }
+    void checkSize(unsigned int size) { m_bytes.resize(std::max<std::size_t>(m_bytes.size(), size)); }
+    void empty() { *this = PackedDataModel(m_bytes.size()); }
+    void becomeCopy() {
         PackedDataModel copy(m_used);
-        std::copy_n(m_bytes.begin(), m_used, copy.m_bytes.begin());
+        copy.m_bytes = message();
         copy.m_used = m_used;
-        return copy;
+        *this = copy;
     }
 
     std::uint64_t get(std::size_t size, std::uint8_t tag) {
         beginRead(tag);
         return take(size);
     }
-    std::string getString() {
+    std::string GetString() {
         beginRead(0x69);
         const auto length = static_cast<std::int16_t>(take(2));
-        if (length <= 0 || m_get + static_cast<std::uint64_t>(length) > m_used) {
+        if (length <= 0 || !checkBounds(length)) {
             return {};
         }
-        const std::string text(m_bytes.begin() + m_get, m_bytes.begin() + m_get + length);
-        m_get += static_cast<std::uint64_t>(length);
-        return text.substr(0, text.find('\0'));
+        const std::string text = m_bytes.substr(m_get, static_cast<std::size_t>(length));
+        m_get += text.size();
+        return text.c_str();
     }
-    void skipData(std::size_t length) {
+    void SkipData(int length) {
         beginRead(0x68);
         m_get += m_debug ? 4 : 0;
-        m_get += m_get + length <= m_used ? length : 0;
+        m_get += checkBounds(length) ? static_cast<std::size_t>(length) : 0;
     }
+    void GetMagic() {
+        beginRead(0x70);
+        m_readError = take(2) != 0x3C02 || m_readError;
+    }
+    bool checkBounds(int length) const { return length >= 0 && m_get + static_cast<std::size_t>(length) <= m_used; }
+    std::string message() const { return m_bytes.substr(0, m_used); }
 
-    [[nodiscard]] std::string message() const { return {m_bytes.begin(), m_bytes.begin() + m_used}; }
-
-    std::vector<char> m_bytes;
-    std::uint64_t m_put = 0;
-    std::uint64_t m_get = 0;
-    std::uint64_t m_used = 0;
+    std::string m_bytes;
+    std::size_t m_put = 0;
+    std::size_t m_get = 0;
+    std::size_t m_used = 0;
     bool m_debug = false;
     bool m_md5 = false;
     bool m_readError = false;
@@ -108,9 +109,8 @@ private:
     }
     void bytes(const std::string& text) {
         grow(text.size(), 1024);
-        std::copy(text.begin(), text.end(), m_bytes.begin() + m_put);
-        m_put += text.size();
-        m_used = m_put;
+        m_bytes.replace(m_put, text.size(), text);
+        m_used = m_put += text.size();
     }
     void grow(std::size_t length, std::size_t step) {
         if (m_put + length > m_bytes.size()) {
@@ -126,20 +126,11 @@ private:
         return value;
     }
     void beginRead(std::uint8_t tag) {
-        if (m_get == 0) {
-            const std::uint64_t header = take(1);
-            if (header > 3) {
-                m_readError = true;
-            } else {
-                m_debug = (header & 1) != 0;
-                m_md5 = (header & 2) != 0;
-            }
-        }
-        if (m_debug) {
-            const bool present = m_get < m_used;
-            if (take(1) != tag || !present) {
-                m_readError = true;
-            }
-        }
+        const std::uint64_t header = m_get == 0 ? take(1) : (m_md5 ? 2 : 0) + (m_debug ? 1 : 0);
+        m_readError = m_readError || header > 3;
+        m_debug = header > 3 ? m_debug : (header & 1) != 0;
+        m_md5 = header > 3 ? m_md5 : (header & 2) != 0;
+        // A missing tag reads as 0, which is none.
+        m_readError = (m_debug && take(1) != tag) || m_readError;
     }
 };
