@@ -7,16 +7,19 @@ struct EventSet;
 }
 
 /// Waits until one of `count` event handles (`GetEventHandle()` of connections and listeners) is signalled. Gives its
-/// index, or -1 when `timeoutMs` milliseconds are over; 0 only looks, 0xFFFFFFFF waits without end. When several are
-/// signalled, the lowest index wins, so a host with many handles takes an `EventPoller`. Null handles are allowed and
-/// never signalled. Logs nothing. Any thread, as long as each handle is used by one thread at a time.
+/// index, or -1 when `timeoutMs` milliseconds are over or the system refuses to wait; 0 only looks, 0xFFFFFFFF waits
+/// without end. When several are signalled, the lowest index wins, so a host with many handles takes an `EventPoller`.
+/// Null handles are allowed and never signalled. Logs nothing. Any thread, as long as each handle is used by one thread
+/// at a time.
 SHAREDLIB_API int WaitForEvents(void* const* handles, int count, unsigned long timeoutMs);
 
 /// Waits for many event handles at once, 10,000 and more: an idle handle costs nothing in a wait. A poller and the
 /// connections in it belong to one thread.
 class SHAREDLIB_API EventPoller {
 public:
+    /// Empty. When the system refuses it what it needs, `add` gives false, and `wait` 0 at once.
     EventPoller();
+    /// The handles stay their owners'.
     ~EventPoller();
     EventPoller(const EventPoller&) = delete;
     EventPoller& operator=(const EventPoller&) = delete;

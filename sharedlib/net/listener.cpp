@@ -35,16 +35,57 @@ private:
     NativeSocket m_socket;
 };
 
-/// Binds to `local`, or with `search` to the first port above it that can be bound. `local` ends as the address tried
-/// last. 0, or the error of the last attempt.
-int bindSearching(NativeSocket socket, platform::Endpoint& local, bool search) {
-    for (int attempt = 1;; ++attempt) {
-        const int error = platform::bindSocket(socket, local);
-        if (error == 0 || !search || attempt == kMaxBindAttempts) {
-            return error;
+/// The address to bind, and how many ports, its own included, may still be tried.
+struct PortSearch {
+    platform::Endpoint local;
+    int portsLeft;
+
+    bool next() {
+        if (portsLeft <= 1) {
+            return false;
         }
+        --portsLeft;
         ++local.port;
+        return true;
     }
+};
+
+/// Binds to the first port of the search that can be bound. 0, or the error of the last attempt.
+int bindSearching(NativeSocket socket, PortSearch& search) {
+    int error = 0;
+    do {
+        error = platform::bindSocket(socket, search.local);
+    } while (error != 0 && search.next());
+    return error;
+}
+
+/// A non-blocking socket that listens where the search has led, or the error to answer, which has been logged unless it
+/// only means that the search goes on.
+platform::OpenResult openListening(PortSearch& search) {
+    const platform::OpenResult opened = platform::openSocket(platform::SocketKind::Stream);
+    if (opened.error != 0) {
+        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to create socket in CListener::Init: %d", opened.error);
+        return opened;
+    }
+    SocketOwner socket(opened.socket);
+    if (platform::setSocketBlocking(socket.get(), false) != 0) {
+        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to set nonblocking socket in CListener::Init");
+        return {kInvalidSocket, platform::kErrorNotSupported};
+    }
+    // A restarted server takes its port over from connections that still linger. If that is refused, bind tells.
+    static_cast<void>(platform::setAddressReuse(socket.get()));
+    if (const int error = bindSearching(socket.get(), search); error != 0) {
+        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to bind socket on %s:%d in CListener::Init: %d",
+                      CConnection::GetIpAsString(search.local.ip).c_str(), search.local.port, error);
+        return {kInvalidSocket, error};
+    }
+    if (const int error = platform::listenOnSocket(socket.get(), kBacklog); error != 0) {
+        if (error != platform::kErrorAddressInUse || search.portsLeft == 1) {
+            SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to listen on socket in CListener::Init: %d", error);
+        }
+        return {kInvalidSocket, error};
+    }
+    return {socket.release(), 0};
 }
 
 } // namespace
@@ -54,43 +95,37 @@ CListener::~CListener() {
     DeletionGuard::ownerDeleted(m_guards);
 }
 
+CListener::CListener(const CListener& other)
+    : m_handler(other.m_handler), m_address(other.m_address), m_port(other.m_port) {
+}
+
+CListener& CListener::operator=(const CListener& other) {
+    if (this != &other) {
+        Cleanup();
+        m_handler = other.m_handler;
+        m_address = other.m_address;
+        m_port = other.m_port;
+    }
+    return *this;
+}
+
 int CListener::Init(CListenHandler* handler, unsigned long ip, unsigned short port, bool searchPort) {
     m_handler = handler;
     ++m_generation;
-    const platform::OpenResult opened = platform::openSocket(platform::SocketKind::Stream);
-    if (opened.error != 0) {
-        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to create socket in CListener::Init: %d", opened.error);
-        return opened.error;
+    PortSearch search{{static_cast<std::uint32_t>(ip), port}, searchPort ? kMaxBindAttempts : 1};
+    platform::OpenResult listening = openListening(search);
+    // Two listeners may both have bound a port before the faster one listens; the other one goes on searching.
+    while (listening.error == platform::kErrorAddressInUse && search.next()) {
+        listening = openListening(search);
     }
-    SocketOwner socket(opened.socket);
-    if (platform::setSocketBlocking(socket.get(), false) != 0) {
-        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to set nonblocking socket in CListener::Init");
-        return platform::kErrorNotSupported;
+    if (listening.error != 0) {
+        return listening.error;
     }
-    // A restarted server takes its port over from connections that still linger. If that is refused, bind tells.
-    static_cast<void>(platform::setAddressReuse(socket.get()));
-    if (const int error = bindAndListen(socket.get(), ip, port, searchPort); error != 0) {
-        return error;
-    }
-    m_socket = socket.release();
+    m_socket = listening.socket;
+    static_cast<void>(platform::getLocalEndpoint(m_socket, search.local));
+    m_address = search.local.ip;
+    m_port = search.local.port;
     return registerEvent();
-}
-
-int CListener::bindAndListen(NativeSocket socket, unsigned long ip, unsigned short port, bool searchPort) {
-    platform::Endpoint local{static_cast<std::uint32_t>(ip), port};
-    if (const int error = bindSearching(socket, local, searchPort); error != 0) {
-        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to bind socket on %s:%d in CListener::Init: %d",
-                      CConnection::GetIpAsString(ip).c_str(), local.port, error);
-        return error;
-    }
-    if (const int error = platform::listenOnSocket(socket, kBacklog); error != 0) {
-        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to listen on socket in CListener::Init: %d", error);
-        return error;
-    }
-    static_cast<void>(platform::getLocalEndpoint(socket, local));
-    m_address = local.ip;
-    m_port = local.port;
-    return 0;
 }
 
 int CListener::registerEvent() {
@@ -146,12 +181,12 @@ void CListener::Reset() {
 }
 
 void CListener::Cleanup() {
+    platform::closeSocketEvent(m_event);
+    m_event = nullptr;
     if (m_socket != kInvalidSocket) {
         platform::closeSocket(m_socket);
         m_socket = kInvalidSocket;
     }
-    platform::closeSocketEvent(m_event);
-    m_event = nullptr;
     m_acceptedCount = 0;
     ++m_generation;
 }

@@ -9,17 +9,19 @@ class DeletionGuard;
 
 /// Accepts TCP connections on an IPv4 address and port. The host pumps it from its frame loop with `Pulse`, or with
 /// `HandleEvent` when a wait on the event handle ends. Addresses and ports are in host byte order. It belongs to one
-/// thread, which also receives the handler's calls. Not copyable: two objects would close the same socket.
+/// thread, which also receives the handler's calls.
 class SHAREDLIB_API CListener {
 public:
     CListener() = default;
     /// Closes the listener.
     virtual ~CListener();
-    CListener(const CListener&) = delete;
-    CListener& operator=(const CListener&) = delete;
+    /// A copy takes over handler, address and port and is closed: two objects would close the same socket.
+    CListener(const CListener& other);
+    /// Closes what is open here first; then as above. Nothing happens to a listener that is assigned to itself.
+    CListener& operator=(const CListener& other);
 
     /// Opens the listening socket on `ip` (0: all interfaces) and `port` (0: the system chooses) for `handler`, which
-    /// stays the host's. With `searchPort` a port that cannot be bound is followed by the next one up, up to 1,000
+    /// stays the host's. With `searchPort` a port that cannot be had is followed by the next one up, up to 1,000
     /// ports in all. Returns 0, or the error code, which has been logged; after an error the listener is closed, except
     /// that a listener whose event could not be registered still works through `Pulse`. Does not close what is open:
     /// `Reset` an open listener first.
@@ -46,7 +48,6 @@ protected:
     void Cleanup();
 
 private:
-    int bindAndListen(NativeSocket socket, unsigned long ip, unsigned short port, bool searchPort);
     int registerEvent();
     int acceptPending(const DeletionGuard& guard);
 

@@ -15,7 +15,15 @@ class orvContextObj;
 /// owns the objects, which live until the manager is cleaned up for the last time. All of it belongs to the thread that
 /// pumps the connections.
 class SHAREDLIB_API CRpc {
+protected:
+    CRpc() = default;
+    virtual ~CRpc();
+
 public:
+    /// Copies take over the connection and the place in the registration list.
+    CRpc(const CRpc& other) = default;
+    CRpc& operator=(const CRpc& other) = default;
+
     /// The most recently registered descriptor, the start of the class-wide registration list; null while it is empty.
     static CRpc* s_head;
 
@@ -26,14 +34,6 @@ public:
     /// may point to a connection that is gone: read it only inside `Invoke`.
     void SetConnection(CConnection* connection) { m_connection = connection; }
 
-protected:
-    CRpc() = default;
-    /// Copies take over the connection and the place in the registration list.
-    CRpc(const CRpc& other) = default;
-    CRpc& operator=(const CRpc& other) = default;
-    virtual ~CRpc();
-
-public:
     /// The library never calls this; the host gives it a meaning or leaves it empty.
     virtual void Reserved() = 0;
     /// The identifier, the same for the whole life of the descriptor and unique among them.
@@ -48,7 +48,8 @@ public:
     virtual void Invoke(Kest::Orv::orvContextObj* context, std::int64_t value, CPackedData& arguments) = 0;
     /// Offered to hosts that route calls to objects; does nothing by default.
     virtual void SetObject(unsigned short object);
-    /// Called once by each manager that takes this descriptor into its table.
+    /// Called once by each manager that takes this descriptor into its table. The table is not complete yet, and the
+    /// manager must not be cleaned up here. What this throws ends the building of the manager and reaches its caller.
     virtual void OnRegister() = 0;
     /// Whether a server of the host's type `serverType` may run this procedure; false by default.
     virtual bool isValidServer(int serverType) const;

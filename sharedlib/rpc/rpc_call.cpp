@@ -31,7 +31,8 @@ class CRpcMgr::CallTimer {
 public:
     CallTimer(const CRpcMgr& manager, int index, const CRpc& rpc)
         : m_buildNumber(manager.m_buildNumber), m_index(index) {
-        if (log_gate::openLogger(LogSev_Info, Log::Pulse) != nullptr) {
+        // Squelching counts only at the end, where the line is due.
+        if (theLogger != nullptr && theLogger->CheckConditional(Log::Pulse, LogSev_Info)) {
             m_name = rpc.GetName();
         }
         m_start = platform::stretchCounter();

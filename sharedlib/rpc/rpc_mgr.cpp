@@ -28,9 +28,15 @@ CRpcMgr* CRpcMgr::GetInstance() {
     if (sm_pRpcMgr == nullptr) {
         // Stands in sm_pRpcMgr before it builds its table, so that OnRegister may ask for the manager.
         sm_pRpcMgr = new CRpcMgr;
-        sm_pRpcMgr->InitRpcList();
-        sm_pRpcMgr->InitClientHash();
-        sm_pRpcMgr->ResetStats();
+        try {
+            sm_pRpcMgr->InitRpcList();
+            sm_pRpcMgr->InitClientHash();
+            sm_pRpcMgr->ResetStats();
+        } catch (...) {
+            // Half a table would answer for the whole one from now on.
+            Cleanup();
+            throw;
+        }
     }
     return sm_pRpcMgr;
 }

@@ -7,107 +7,81 @@
 
 namespace {
 
+using testing::ElementsAre;
 using RpcCall = RpcTest;
+using Stats = std::array<unsigned long, 3>;
 
-void call(unsigned long id, int argumentBytes = 0, CConnection* connection = nullptr) {
-    const std::string bytes(static_cast<std::size_t>(argumentBytes), '\0');
-    CPackedData arguments(bytes.data(), argumentBytes);
-    CRpcMgr::GetInstance()->CallFunction(nullptr, connection, arguments, id);
-}
-
-void takeTime(CPackedData& /*arguments*/) {
+void takeTime() {
     std::this_thread::sleep_for(std::chrono::milliseconds(6));
 }
 
 TEST_F(RpcCall, CountsCallsBytesAndWholeMilliseconds) {
-    TestRpc first(5, "first");
-    TestRpc second(9, "second");
-    CRpcMgr* manager = CRpcMgr::GetInstance();
-    EXPECT_EQ(manager->getMaxSizeRpcTypeIndex(), -1);
-    call(9, 10);
-    call(9, 30);
-    EXPECT_EQ(second.calls, 2);
-    EXPECT_EQ(second.lastValue, 0);
-    EXPECT_EQ(manager->getRpcTypeCountByIndex(1), 2U);
-    EXPECT_EQ(manager->getRpcTypeSizeByIndex(1), 40U);
-    EXPECT_EQ(manager->getMaxSizeRpcTypeIndex(), 1);
-    EXPECT_EQ(manager->getMaxTimeRpcTypeIndex(), -1);
-    call(5, 40);
-    EXPECT_EQ(manager->getMaxSizeRpcTypeIndex(), 0) << "the first of equal ones";
+    TestRpc first(5);
+    TestRpc second(9);
+    EXPECT_EQ(manager().getMaxSizeRpcTypeIndex(), -1);
+    call(9, "0123456789");
+    call(9, "012345678901234567890123456789");
+    EXPECT_TRUE(second.calls == 2 && second.lastValue == 0);
+    EXPECT_EQ(stats(1), (Stats{2, 40, 0}));
+    EXPECT_EQ(manager().getMaxSizeRpcTypeIndex(), 1);
+    EXPECT_EQ(manager().getMaxTimeRpcTypeIndex(), -1);
     first.body = takeTime;
-    call(5);
-    EXPECT_EQ(manager->getMaxTimeRpcTypeIndex(), 0);
-    EXPECT_GE(manager->getRpcTypeTimeByIndex(0), 6U);
-
+    call(5, "0123456789012345678901234567890123456789");
+    EXPECT_EQ(manager().getMaxSizeRpcTypeIndex(), 0) << "the first of equal ones";
+    EXPECT_EQ(manager().getMaxTimeRpcTypeIndex(), 0);
+    EXPECT_GE(stats(0)[2], 6U);
     call(6);
-    EXPECT_EQ(lines, std::vector<std::string>{"ERROR RPC: Unable to find RPC with ID 0x6"});
-    EXPECT_EQ(manager->getRpcTypeCountByIndex(0), 2U) << "an absent identifier counts on no entry";
+    EXPECT_THAT(log.lines(), ElementsAre(LogLineSeen{LogSev_Error, Log::RPC, "Unable to find RPC with ID 0x6"}));
+    EXPECT_EQ(stats(0)[0], 1U) << "an absent identifier counts on no entry";
+    const auto refused = testing::ThrowsMessage<std::out_of_range>("invalid vector subscript");
+    for (const int index : {-1, 2, 2147483647}) {
+        EXPECT_THAT([index] { manager().getRpcTypeCountByIndex(index); }, refused);
+        EXPECT_THAT([index] { manager().getRpcTypeSizeByIndex(index); }, refused);
+        EXPECT_THAT([index] { manager().getRpcTypeTimeByIndex(index); }, refused);
+    }
 }
 
-TEST_F(RpcCall, TellsWhereACallCameFrom) {
+TEST_F(RpcCall, TellsWhereACallCameFromAndNamesSlowOnes) {
     TestRpc rpc(5, "Five");
     CConnection connection;
-    theLogger->SetConditional(Log::RPC, LogSev_Info);
-    call(5, 3);
-    call(5, 4, &connection);
+    log.show(Log::RPC, LogSev_Info);
+    call(5, "abc");
+    call(5, "abcd", &connection);
     EXPECT_EQ(rpc.lastConnection, &connection);
-    EXPECT_EQ(lines, (std::vector<std::string>{"RPC: UNKNOWN to UNKNOWN:-1: Receiving RPC Five (3 bytes)",
-                                               "RPC: Unhandled to 0.0.0.0:0: Receiving RPC Five (4 bytes)"}));
-}
-
-TEST_F(RpcCall, NamesSlowCallsWhenThePulseChannelIsOpen) {
-    TestRpc slow(5, "Slow");
-    TestRpc fast(6, "Fast");
-    slow.body = takeTime;
+    const auto line = [](const char* text) { return LogLineSeen{LogSev_Info, Log::RPC, text}; };
+    EXPECT_THAT(log.lines(), ElementsAre(line("UNKNOWN to UNKNOWN:-1: Receiving RPC Five (3 bytes)"),
+                                         line("Unhandled to 0.0.0.0:0: Receiving RPC Five (4 bytes)")));
+    log.show(Log::Pulse, LogSev_Info);
     call(5);
-    EXPECT_TRUE(lines.empty());
-    theLogger->SetConditional(Log::Pulse, LogSev_Info);
+    EXPECT_TRUE(log.texts(Log::Pulse).empty());
+    rpc.body = [&] { takeTime(), log.logger().setBSquelchLogger(false); };
+    log.logger().setBSquelchLogger(true);
     call(5);
-    call(6);
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].rfind("Pulse: Slow time=", 0), 0U) << lines[0];
+    EXPECT_THAT(log.texts(Log::Pulse), ElementsAre(testing::StartsWith("Five time=")));
 }
 
 TEST_F(RpcCall, BodiesMayResetReplaceOrEndTheManager) {
-    TestRpc rpc(5, "rpc");
-    TestRpc nested(6, "nested");
-    rpc.body = [](CPackedData& arguments) {
-        CRpcMgr::GetInstance()->ResetStats();
-        takeTime(arguments);
+    TestRpc rpc(5);
+    TestRpc nested(6);
+    const auto callWith = [&](std::function<void()> deed) {
+        rpc.body = [deed] { deed(), takeTime(); };
+        call(5, "ab");
     };
-    call(5);
-    EXPECT_EQ(CRpcMgr::GetInstance()->getRpcTypeCountByIndex(0), 0U);
-    EXPECT_GE(CRpcMgr::GetInstance()->getRpcTypeTimeByIndex(0), 6U);
-
-    rpc.body = [](CPackedData& arguments) {
-        CRpcMgr::Cleanup();
-        takeTime(arguments);
-    };
-    call(5);
+    callWith([] { manager().ResetStats(); });
+    EXPECT_EQ(stats(0)[0], 0U);
+    EXPECT_GE(stats(0)[2], 6U);
+    callWith(&CRpcMgr::Cleanup);
     EXPECT_EQ(CRpcMgr::sm_pRpcMgr, nullptr);
-
-    rpc.body = [](CPackedData& arguments) {
-        CRpcMgr::Cleanup();
-        CRpcMgr::GetInstance();
-        takeTime(arguments);
-    };
-    call(5);
-    EXPECT_EQ(CRpcMgr::GetInstance()->getMaxTimeRpcTypeIndex(), -1) << "the new manager did not start this call";
-
-    rpc.body = [](CPackedData& /*arguments*/) { call(6, 8); };
+    callWith([] { CRpcMgr::Cleanup(), manager(); });
+    EXPECT_EQ(manager().getMaxTimeRpcTypeIndex(), -1) << "the new manager did not start this call";
     nested.body = takeTime;
-    call(5, 2);
-    EXPECT_EQ(CRpcMgr::GetInstance()->getRpcTypeSizeByIndex(0), 2U);
-    EXPECT_EQ(CRpcMgr::GetInstance()->getRpcTypeSizeByIndex(1), 8U);
-    EXPECT_GE(CRpcMgr::GetInstance()->getRpcTypeTimeByIndex(0), CRpcMgr::GetInstance()->getRpcTypeTimeByIndex(1));
-
-    rpc.body = [](CPackedData& arguments) {
-        takeTime(arguments);
-        throw std::runtime_error("from the body");
-    };
-    CRpcMgr::GetInstance()->ResetStats();
-    EXPECT_THROW(call(5), std::runtime_error);
-    EXPECT_GE(CRpcMgr::GetInstance()->getRpcTypeTimeByIndex(0), 6U);
+    callWith([] { call(6, "abcdefgh"); });
+    EXPECT_EQ(stats(0)[1], 2U);
+    EXPECT_EQ(stats(1)[1], 8U);
+    EXPECT_GE(stats(0)[2], stats(1)[2] + 6);
+    manager().ResetStats();
+    EXPECT_THROW(callWith([] { takeTime(), throw std::runtime_error("from the body"); }), std::runtime_error);
+    EXPECT_GE(stats(0)[2], 6U);
 }
 
 TEST_F(RpcCall, ReportsAPeriodAndStartsTheNext) {
@@ -115,51 +89,41 @@ TEST_F(RpcCall, ReportsAPeriodAndStartsTheNext) {
     TestRpc busy(2, "busy");
     TestRpc alsoBusy(3, "alsoBusy");
     slow.body = takeTime;
-    call(1, 7);
-    for (int count = 0; count < 3; ++count) {
-        call(2);
-        call(3);
+    call(1, "1234567");
+    std::string busiest = "?";
+    long count = -1;
+    for (const int period : {1, 2}) {
+        std::string slowest = "?";
+        float average = 0;
+        for (const unsigned long id : {2, 3, 2, 3}) {
+            call(id);
+        }
+        manager().getRPCStats(slowest, average, busiest, count);
+        EXPECT_EQ(slowest, period == 1 ? "slow" : "?");
+        EXPECT_EQ(average >= 6.0F, period == 1);
+        EXPECT_EQ(busiest, period == 1 ? "?" : "busy") << "-1 is the largest number; the first of equal ones";
+        EXPECT_EQ(stats(0), (Stats{0, 7, 0}));
+        count = period == 1 ? 0 : count;
     }
-    std::string slowestName = "?";
-    std::string busiestName = "?";
-    float slowestAverage = 0;
-    long busiestCount = -1;
-    CRpcMgr* manager = CRpcMgr::GetInstance();
-    CRpcMgr::GetInstance()->getRPCStats(slowestName, slowestAverage, busiestName, busiestCount);
-    EXPECT_EQ(slowestName, "slow");
-    EXPECT_GE(slowestAverage, 6.0F);
-    EXPECT_EQ(busiestName, "?") << "-1 compares as the largest unsigned number";
-    EXPECT_EQ(manager->getRpcTypeCountByIndex(1), 0U);
-    EXPECT_EQ(manager->getRpcTypeTimeByIndex(0), 0U);
-    EXPECT_EQ(manager->getRpcTypeSizeByIndex(0), 7U);
-
-    for (int count = 0; count < 3; ++count) {
-        call(2);
-        call(3);
-    }
-    slowestName = "?";
-    slowestAverage = 0;
-    busiestCount = 0;
-    manager->getRPCStats(slowestName, slowestAverage, busiestName, busiestCount);
-    EXPECT_EQ(slowestName, "?");
-    EXPECT_EQ(busiestName, "busy") << "the first of equal ones";
-    EXPECT_EQ(busiestCount, 3);
+    EXPECT_EQ(count, 2);
 }
 
-TEST_F(RpcCall, RefusesIndicesOutsideTheStatistics) {
-    TestRpc rpc(1, "one");
-    CRpcMgr* manager = CRpcMgr::GetInstance();
-    for (const int index : {-1, 1, 2147483647, -2147483647}) {
-        try {
-            manager->getRpcTypeTimeByIndex(index);
-            FAIL() << index;
-        } catch (const std::out_of_range& error) {
-            EXPECT_STREQ(error.what(), "invalid vector subscript");
-        }
-        EXPECT_THROW(manager->getRpcTypeCountByIndex(index), std::out_of_range);
-        EXPECT_THROW(manager->getRpcTypeSizeByIndex(index), std::out_of_range);
-    }
-    EXPECT_TRUE(lines.empty());
+TEST_F(RpcCall, HooksForwardUnchangedWhatTheHostRegistered) {
+    CPackedData message;
+    Rpc_SendMessageFunction(nullptr, message);
+    Rpc_DispatchMessageFunction(1, 2, &message);
+    static int sent = 0;
+    static auto* const connection = reinterpret_cast<CConnection*>(8);
+    CRpcMgr::RegisterSendMessage([](CConnection* to, CPackedData&) { sent += to == connection ? 1 : 0; });
+    CRpcMgr::RegisterDispatchMessage([](std::int64_t object, std::uint32_t route, CPackedData* what) {
+        sent += object == -5 && route == 0x80000001U && what == nullptr ? 10 : 0;
+    });
+    Rpc_SendMessageFunction(connection, message);
+    Rpc_DispatchMessageFunction(-5, 0x80000001U, nullptr);
+    CRpcMgr::RegisterSendMessage(nullptr);
+    CRpcMgr::RegisterDispatchMessage(nullptr);
+    Rpc_SendMessageFunction(connection, message);
+    EXPECT_EQ(sent, 11);
 }
 
 } // namespace

@@ -1,38 +1,33 @@
-// tests/rpc/rpc_fixture.h: descriptors of a test's own, and a logger that remembers its lines.
+// tests/rpc/rpc_fixture.h: descriptors of a test's own, and a manager and a log for each test.
 #pragma once
-#include "sharedlib/log/logger.h"
 #include "sharedlib/packed/packed_data.h"
 #include "sharedlib/rpc/rpc_mgr.h"
+#include "tests/support/log_capture.h"
+#include <array>
 #include <functional>
-#include <gtest/gtest.h>
-#include <string>
-#include <utility>
-#include <vector>
+#include <gmock/gmock.h>
 
 /// A descriptor that puts itself on the registration list and runs whatever the test wants as its body.
 class TestRpc : public CRpc {
 public:
-    TestRpc(std::uint32_t id, std::string name, bool internal = false)
+    explicit TestRpc(std::uint32_t id, std::string name = "rpc", bool internal = false)
         : m_id(id), m_name(std::move(name)), m_internal(internal) {
         AddToStaticList();
     }
     void Reserved() override {}
     std::uint32_t GetId() const override { return m_id; }
     const char* GetName() const override { return m_name.c_str(); }
-    void Invoke(Kest::Orv::orvContextObj* /*context*/, std::int64_t value, CPackedData& arguments) override {
+    void Invoke(Kest::Orv::orvContextObj* /*context*/, std::int64_t value, CPackedData& /*arguments*/) override {
         ++calls;
         lastValue = value;
         lastConnection = m_connection;
-        if (body) {
-            body(arguments);
-        }
+        body();
     }
-    void OnRegister() override { ++registrations; }
+    void OnRegister() override { registered(); }
     bool isInternal() const override { return m_internal; }
 
-    std::function<void(CPackedData&)> body;
+    std::function<void()> body = [] {}, registered = [] {};
     int calls = 0;
-    int registrations = 0;
     std::int64_t lastValue = -1;
     CConnection* lastConnection = nullptr;
 
@@ -42,30 +37,23 @@ private:
     bool m_internal;
 };
 
-/// An empty registration list, no manager, and a logger that shows all channels in `lines`.
+/// An empty registration list and no manager.
 class RpcTest : public testing::Test {
 protected:
-    RpcTest() : m_logger("RpcTest", nullptr) {
-        CRpc::s_head = nullptr;
-        m_logger.setUseDialogs(false);
-        m_logger.setLogLocationMask(LogLocation_DB);
-        m_logger.setDBLogFunction(keepLine);
-        lines.clear();
-        theLogger = &m_logger;
-    }
-    ~RpcTest() override {
-        CRpcMgr::Cleanup();
-        CRpc::s_head = nullptr;
-        theLogger = nullptr;
+    RpcTest() { CRpc::s_head = nullptr; }
+    ~RpcTest() override { CRpcMgr::Cleanup(); }
+
+    static CRpcMgr& manager() { return *CRpcMgr::GetInstance(); }
+    static void call(unsigned long id, std::string_view bytes = "", CConnection* connection = nullptr) {
+        CPackedData arguments(bytes.data(), static_cast<int>(bytes.size()));
+        manager().CallFunction(nullptr, connection, arguments, id);
     }
 
-    static inline std::vector<std::string> lines;
-
-private:
-    static void keepLine(LogItemSeverityLevel /*severity*/, int /*channel*/, const char* text, int /*prefixLength*/,
-                         const char* /*fileChannelName*/) {
-        lines.emplace_back(text);
+    /// Calls, bytes and milliseconds of the entry at `index`.
+    static std::array<unsigned long, 3> stats(int index) {
+        return {manager().getRpcTypeCountByIndex(index), manager().getRpcTypeSizeByIndex(index),
+                manager().getRpcTypeTimeByIndex(index)};
     }
 
-    Logger m_logger;
+    LogCapture log;
 };
