@@ -5,7 +5,7 @@
 
 namespace scripted {
 
-/// The addresses that the machine has, in the system's order; empty when a test begins.
-std::vector<std::uint32_t>& localAddresses();
+/// The addresses that the machine has, in the system's order. For one test: they stay when it ends.
+inline std::vector<std::uint32_t> localAddresses;
 
 } // namespace scripted
