@@ -160,7 +160,7 @@ std::string GetOutputPath(char const* path) {
 }
 
 std::string GetRelativePath(char const* path) {
-    const std::string text = path;
+    std::string text = path;
     const std::size_t length = std::strlen(s_gamePath.data());
     if (!equalInAnyCase(text.substr(0, length), s_gamePath.data())) {
         return text;
