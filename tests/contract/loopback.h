@@ -3,75 +3,68 @@
 #include "sharedlib/platform/event_set.h"
 #include "sharedlib/platform/socket.h"
 #include "sharedlib/platform/socket_event.h"
+#include "tests/support/pump.h"
+#include <algorithm>
 #include <array>
-#include <chrono>
-#include <gtest/gtest.h>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
+#include <vector>
 
 inline constexpr std::uint32_t kLoopbackIp = 0x7F000001;
 inline constexpr int kErrorNotSocket = 10038;
 inline constexpr int kErrorInvalid = 10022;
 inline constexpr int kErrorRefused = 10061;
+inline constexpr long kStream = platform::kEventRead | platform::kEventWrite | platform::kEventClose;
+inline constexpr long kOutgoing = kStream | platform::kEventConnect;
 
 /// Asks again until `done` is true, for at most five seconds.
 template <typename Done>
 [[nodiscard]] bool eventually(Done&& done) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
+    return pumpUntil([] {}, done);
 }
 
-/// An open socket that is closed at the end, unless it was before.
-class OwnedSocket {
+/// Something that is closed at the end, unless it was before.
+template <typename Handle, Handle kNone, void (*kClose)(Handle)>
+class Owned {
 public:
-    OwnedSocket() = default;
-    explicit OwnedSocket(NativeSocket socket) : m_socket(socket) {}
-    explicit OwnedSocket(platform::SocketKind kind) : m_socket(platform::openSocket(kind).socket) {
-        EXPECT_NE(m_socket, kInvalidSocket);
-    }
-    OwnedSocket(OwnedSocket&& other) noexcept : m_socket(std::exchange(other.m_socket, kInvalidSocket)) {}
-    OwnedSocket& operator=(OwnedSocket&& other) noexcept {
-        std::swap(m_socket, other.m_socket);
+    Owned() = default;
+    explicit Owned(Handle handle) : m_handle(handle) { EXPECT_NE(handle, kNone); }
+    Owned(Owned&& other) noexcept : m_handle(std::exchange(other.m_handle, kNone)) {}
+    Owned& operator=(Owned&& other) noexcept {
+        std::swap(m_handle, other.m_handle);
         return *this;
     }
-    ~OwnedSocket() { close(); }
-
+    ~Owned() { close(); }
     void close() {
-        if (m_socket != kInvalidSocket) {
-            platform::closeSocket(std::exchange(m_socket, kInvalidSocket));
+        if (m_handle != kNone) {
+            kClose(std::exchange(m_handle, kNone));
         }
     }
-    operator NativeSocket() const { return m_socket; }
+    operator Handle() const { return m_handle; }
 
 private:
-    NativeSocket m_socket = kInvalidSocket;
+    Handle m_handle = kNone;
 };
+using OwnedSocket = Owned<NativeSocket, kInvalidSocket, platform::closeSocket>;
+using OwnedEvent = Owned<void*, nullptr, platform::closeSocketEvent>;
+using OwnedSet = Owned<platform::EventSet*, nullptr, platform::destroyEventSet>;
 
-/// An event object that is closed at the end, unless it was before.
-class OwnedEvent {
-public:
-    OwnedEvent() : m_event(platform::createSocketEvent()) { EXPECT_NE(m_event, nullptr); }
-    OwnedEvent(NativeSocket socket, long mask) : OwnedEvent() {
-        EXPECT_EQ(platform::selectSocketEvents(socket, m_event, mask), 0);
-    }
-    OwnedEvent(OwnedEvent&& other) noexcept : m_event(std::exchange(other.m_event, nullptr)) {}
-    OwnedEvent& operator=(OwnedEvent&& other) = delete;
-    ~OwnedEvent() { close(); }
+inline OwnedSocket openOf(platform::SocketKind kind, bool blocking = false) {
+    OwnedSocket socket(platform::openSocket(kind).socket);
+    EXPECT_EQ(platform::setSocketBlocking(socket, blocking), 0);
+    return socket;
+}
 
-    void close() { platform::closeSocketEvent(std::exchange(m_event, nullptr)); }
-    operator void*() const { return m_event; }
+inline OwnedSocket bindTo(platform::SocketKind kind, std::uint16_t port = 0) {
+    OwnedSocket socket = openOf(kind);
+    EXPECT_EQ(platform::bindSocket(socket, {kLoopbackIp, port}), 0);
+    return socket;
+}
 
-private:
-    void* m_event;
-};
+inline OwnedSocket bindDatagram() {
+    return bindTo(platform::SocketKind::Datagram);
+}
 
 inline std::uint16_t portOf(NativeSocket socket) {
     platform::Endpoint local;
@@ -79,73 +72,62 @@ inline std::uint16_t portOf(NativeSocket socket) {
     return local.port;
 }
 
-inline OwnedSocket listenOnLoopback(std::uint16_t port = 0, int backlog = 100) {
-    OwnedSocket listener(platform::SocketKind::Stream);
-    EXPECT_EQ(platform::setSocketBlocking(listener, false), 0);
+inline OwnedSocket listenOnLoopback(std::uint16_t port = 0) {
+    OwnedSocket listener = openOf(platform::SocketKind::Stream);
     EXPECT_EQ(platform::setAddressReuse(listener), 0);
     EXPECT_EQ(platform::bindSocket(listener, {kLoopbackIp, port}), 0);
-    EXPECT_EQ(platform::listenOnSocket(listener, backlog), 0);
+    EXPECT_EQ(platform::listenOnSocket(listener, 100), 0);
     return listener;
 }
 
-/// Starts to connect; the attempt may have ended when this returns.
-inline OwnedSocket startConnecting(std::uint16_t port) {
-    OwnedSocket socket(platform::SocketKind::Stream);
-    EXPECT_EQ(platform::setSocketBlocking(socket, false), 0);
-    EXPECT_EQ(platform::connectSocket(socket, {kLoopbackIp, port}), platform::kErrorWouldBlock);
+/// Starts to connect to the port of `target`; the attempt may have ended when this returns.
+inline OwnedSocket startConnecting(NativeSocket target) {
+    OwnedSocket socket = openOf(platform::SocketKind::Stream);
+    EXPECT_EQ(platform::connectSocket(socket, {kLoopbackIp, portOf(target)}), platform::kErrorWouldBlock);
     return socket;
+}
+
+/// How the attempt of `socket` to connect ends.
+inline platform::ConnectProgress endOfConnect(NativeSocket socket) {
+    platform::ConnectProgress progress;
+    EXPECT_TRUE(eventually([&] {
+        progress = platform::pollConnect(socket);
+        return progress.writable || progress.failed || progress.error != 0;
+    }));
+    return progress;
 }
 
 inline OwnedSocket acceptOne(NativeSocket listener) {
     platform::AcceptResult result;
-    EXPECT_TRUE(eventually([&] {
-        result = platform::acceptSocket(listener);
-        return result.error != platform::kErrorWouldBlock;
-    }));
-    EXPECT_EQ(result.error, 0);
+    EXPECT_TRUE(eventually([&] { return (result = platform::acceptSocket(listener)).error == 0; }));
     return OwnedSocket(result.socket);
-}
-
-inline bool connectEnds(NativeSocket socket, platform::ConnectProgress& progress) {
-    return eventually([&] {
-        progress = platform::pollConnect(socket);
-        return progress.writable || progress.failed || progress.error != 0;
-    });
 }
 
 /// Two ends of a standing connection, both non-blocking.
 struct SocketPair {
     OwnedSocket listener = listenOnLoopback();
-    OwnedSocket client = startConnecting(portOf(listener));
+    OwnedSocket client = startConnecting(listener);
     OwnedSocket server = acceptOne(listener);
 };
 
-inline OwnedSocket bindDatagram(std::uint16_t port = 0) {
-    OwnedSocket socket(platform::SocketKind::Datagram);
-    EXPECT_EQ(platform::setSocketBlocking(socket, false), 0);
-    EXPECT_EQ(platform::bindSocket(socket, {kLoopbackIp, port}), 0);
-    return socket;
-}
-
 inline void sendAll(NativeSocket socket, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const platform::TransferResult sent = platform::sendBytes(socket, bytes.data(), bytes.size());
-        ASSERT_TRUE(sent.count > 0 || sent.error == platform::kErrorWouldBlock) << sent.error;
-        bytes.remove_prefix(sent.count > 0 ? static_cast<std::size_t>(sent.count) : 0);
-    }
+    EXPECT_EQ(platform::sendBytes(socket, bytes.data(), bytes.size()).count, static_cast<int>(bytes.size()));
 }
 
-/// What one receive that does not have to wait any more answers.
-inline platform::TransferResult receiveOnce(NativeSocket socket, std::string& bytes) {
-    std::array<char, 4096> buffer{};
+/// Sends a datagram of one byte to the port of `target`.
+inline void poke(NativeSocket sender, NativeSocket target) {
+    EXPECT_EQ(platform::sendDatagram(sender, "x", 1, {kLoopbackIp, portOf(target)}).count, 1);
+}
+
+/// What the first receive of at most `capacity` bytes answers that does not have to wait; collects the bytes.
+inline platform::TransferResult receiveOnce(NativeSocket socket, std::string& bytes, std::size_t capacity = 4096) {
+    std::vector<char> buffer(capacity);
     platform::TransferResult received;
     EXPECT_TRUE(eventually([&] {
-        received = platform::receiveBytes(socket, buffer.data(), buffer.size());
+        received = platform::receiveBytes(socket, buffer.data(), capacity);
         return received.error != platform::kErrorWouldBlock;
     }));
-    if (received.count > 0) {
-        bytes.append(buffer.data(), static_cast<std::size_t>(received.count));
-    }
+    bytes.append(buffer.data(), static_cast<std::size_t>(std::max(received.count, 0)));
     return received;
 }
 
@@ -153,34 +135,39 @@ inline platform::TransferResult receiveOnce(NativeSocket socket, std::string& by
 inline void resetPeer(OwnedSocket& socket, NativeSocket peer) {
     sendAll(peer, "never read");
     std::string first;
-    std::array<char, 1> byte{};
-    ASSERT_TRUE(eventually([&] { return platform::receiveBytes(socket, byte.data(), byte.size()).count == 1; }));
+    EXPECT_EQ(receiveOnce(socket, first, 1).count, 1);
     socket.close();
+    EXPECT_TRUE(endOfConnect(peer).failed || eventually([&] { return platform::pollConnect(peer).failed; }));
 }
 
+inline OwnedEvent eventFor(NativeSocket socket, long mask) {
+    OwnedEvent event(platform::createSocketEvent());
+    EXPECT_EQ(platform::selectSocketEvents(socket, event, mask), 0);
+    return event;
+}
+
+/// A datagram socket and its event object.
+struct Readable {
+    OwnedSocket socket = bindDatagram();
+    OwnedEvent event = eventFor(socket, platform::kEventRead);
+};
+
 /// The events of one enumeration; -1 when it fails.
-inline long enumerated(NativeSocket socket, void* event, int* connectError = nullptr, int* closeError = nullptr) {
+inline long enumerated(NativeSocket socket, void* event, WSANETWORKEVENTS* details = nullptr) {
     WSANETWORKEVENTS events{};
-    if (platform::enumerateSocketEvents(socket, event, events) != 0) {
-        return -1;
+    const bool worked = platform::enumerateSocketEvents(socket, event, events) == 0;
+    if (details != nullptr) {
+        *details = events;
     }
-    if (connectError != nullptr) {
-        *connectError = events.iErrorCode[4];
-    }
-    if (closeError != nullptr) {
-        *closeError = events.iErrorCode[5];
-    }
-    return events.lNetworkEvents;
+    return worked ? events.lNetworkEvents : -1;
+}
+
+inline bool isSilent(void* event, unsigned long timeoutMs = 0) {
+    return platform::waitForSocketEvents(&event, 1, timeoutMs) == -1;
 }
 
 /// Waits until the event object is signalled and enumerates it.
-inline long nextEvents(NativeSocket socket, void* event, int* connectError = nullptr, int* closeError = nullptr) {
-    void* const events[] = {event};
-    EXPECT_EQ(platform::waitForSocketEvents(events, 1, 5000), 0) << "nothing happened";
-    return enumerated(socket, event, connectError, closeError);
-}
-
-inline bool isSilent(void* event) {
-    void* const events[] = {event};
-    return platform::waitForSocketEvents(events, 1, 0) == -1;
+inline long nextEvents(NativeSocket socket, void* event, WSANETWORKEVENTS* details = nullptr) {
+    EXPECT_FALSE(isSilent(event, 5000));
+    return enumerated(socket, event, details);
 }
