@@ -10,8 +10,8 @@
 
 using Names = std::vector<std::string>;
 
-inline void log(Logger& logger, const std::string& text, LogItemSeverityLevel severity = LogSev_Info) {
-    logger.syslog(severity, Log::Generic, "%s", text.c_str());
+inline void log(Logger& logger, const std::string& text, int severity = LogSev_Info, int channel = Log::Generic) {
+    logger.syslog(static_cast<LogItemSeverityLevel>(severity), channel, "%s", text.c_str());
 }
 
 class LogFileTest : public testing::Test {
@@ -22,6 +22,7 @@ protected:
     static std::unique_ptr<Logger> makeLogger(const char* folderName = "logs", const char* prefix = "Server") {
         auto logger = std::make_unique<Logger>(prefix, folderName);
         logger->setOutputToDebugger(false);
+        logger->setUseDialogs(false);
         logger->SetConditionalDateFlag(Log::Generic, false);
         return logger;
     }

@@ -7,170 +7,129 @@
 
 namespace {
 
-const std::vector<std::string> kNone;
-
 class LogFileScripted : public testing::Test {
 protected:
     LogFileScripted() {
-        SetOutputPath("c:\\out");
+        SetOutputPath("c:");
         m_logger.setOutputToDebugger(false);
         m_logger.SetConditionalDateFlag(Log::Generic, false);
     }
 
-    void log(const char* text) { m_logger.syslog(LogSev_Info, Log::Generic, "%s", text); }
-
-    // Opens the first file and puts a line into it.
-    void start() {
-        m_script.scan("/out/", "S_", kNone).create("/out/S_00001.txt").write("first\r\n");
-        log("first");
+    // Logs and expects that everything in the script has happened then.
+    void log(const char* text) {
+        m_logger.syslog(LogSev_Info, Log::Generic, "%s", text);
         m_script.expectAllCalled();
     }
 
+    void start() {
+        m_script.scan("/logs/", "S_").create("/logs/S_00001.txt").write("first\r\n");
+        log("first");
+    }
+
+    // Changes the prefix, so that the next line moves the file.
+    FileScript& move(const std::string& from, const std::string& to, int error = 0) {
+        m_logger.setFilePrefix(to.c_str());
+        return m_script.scan("/logs/", to + '_')
+            .rename("/logs/" + from + "_00001.txt", "/logs/" + to + "_00001.txt", error);
+    }
+
     FileScript m_script;
-    Logger m_logger{"S", "c:\\out"};
+    Logger m_logger{"S", "logs"};
 };
 
 TEST_F(LogFileScripted, NumberThatAnotherProcessTookIsSkipped) {
-    m_script.scan("/out/", "S_", {"S_00004.txt"}).create("/out/S_00005.txt", EEXIST);
-    m_script.scan("/out/", "S_", {"S_00006.txt"}).create("/out/S_00007.txt", EEXIST);
-    m_script.scan("/out/", "S_", kNone).create("/out/S_00008.txt").write("x\r\n");
+    m_script.scan("/logs/", "S_", {"S_00004.txt"}).create("/logs/S_00005.txt", EEXIST);
+    m_script.scan("/logs/", "S_", {"S_00006.txt"}).create("/logs/S_00007.txt", EEXIST);
+    m_script.scan("/logs/", "S_").create("/logs/S_00008.txt").write("x\r\n");
     log("x");
-    EXPECT_EQ(m_logger.getFileName(), "c:\\out\\S_00008.txt");
+    EXPECT_EQ(m_logger.getFileName(), "c:\\logs\\S_00008.txt");
 }
 
 TEST_F(LogFileScripted, ThousandTakenNumbersAreEnoughUntilThePrefixChanges) {
     for (int number = 1; number <= 1000; ++number) {
-        const std::string digits = std::to_string(100000 + number).substr(1);
-        m_script.scan("/out/", "S_", kNone).create("/out/S_" + digits + ".txt", EEXIST);
+        m_script.scan("/logs/", "S_").create("/logs/S_" + std::to_string(100000 + number).substr(1) + ".txt", EEXIST);
     }
     log("lost");
     log("lost too");
-    m_script.expectAllCalled();
     EXPECT_EQ(m_logger.getFileName(), "");
-    m_script.scan("/out/", "T_", kNone).create("/out/T_00001.txt").write("kept\r\n");
     m_logger.setFilePrefix("T");
+    m_script.scan("/logs/", "T_").create("/logs/T_00001.txt").write("kept\r\n");
     log("kept");
 }
 
 TEST_F(LogFileScripted, AnyOtherRefusalIsFinalAtOnceUntilPrefixOrFolderChange) {
-    m_script.scan("/out/", "S_", kNone).create("/out/S_00001.txt", EMFILE);
-    log("lost");
+    m_script.scan("/logs/", "S_").create("/logs/S_00001.txt", EMFILE);
     log("lost");
     m_logger.setFilePrefix("S");
     log("lost: the prefix is the same");
-    m_script.expectAllCalled();
-    m_script.scan("/out/", "T_", kNone).create("/out/T_00001.txt", EACCES);
     m_logger.setFilePrefix("T");
+    m_script.scan("/logs/", "T_").create("/logs/T_00001.txt", EACCES);
+    log("lost");
+    SetOutputPath("c:\\new");
+    m_script.scan("/new/logs/", "T_").create("/new/logs/T_00001.txt", EACCES);
     log("lost");
     EXPECT_EQ(m_logger.getFileName(), "");
 }
 
 TEST_F(LogFileScripted, FolderBelowTheOutputPathIsWatched) {
-    Logger logger("S", "logs");
-    logger.setOutputToDebugger(false);
-    logger.SetConditionalDateFlag(Log::Generic, false);
-    const auto line = [&] { logger.syslog(LogSev_Info, Log::Generic, "x"); };
-    m_script.scan("/out/logs/", "S_", kNone).create("/out/logs/S_00001.txt").write("x\r\n").write("x\r\n");
-    line();
-    SetOutputPath("c:\\out");
-    line();
-    m_script.expectAllCalled();
-    for (const auto& [output, from, to] : std::initializer_list<std::tuple<const char*, const char*, const char*>>{
-             {"c:\\out\\logs", "/out/logs", "/out/logs/logs"},
-             {"c:\\ouT\\logs", "/out/logs/logs", "/ouT/logs/logs"},
-             {"c:\\", "/ouT/logs/logs", "/logs"}}) {
-        m_script.scan(to + std::string("/"), "S_", kNone)
-            .rename(from + std::string("/S_00001.txt"), to + std::string("/S_00001.txt"))
-            .append(to + std::string("/S_00001.txt"))
-            .write("x\r\n");
+    start();
+    SetOutputPath("c:");
+    m_script.write("x\r\n");
+    log("x");
+    std::string from = "/logs/S_00001.txt";
+    const std::pair<const char*, std::string> moves[] = {
+        {"c:\\logs", "/logs/logs/"}, {"c:\\logS", "/logS/logs/"}, {"c:\\", "/logs/"}, {"c:\\a\\b", "/a/b/logs/"}};
+    for (const auto& [output, folder] : moves) {
+        const std::string to = folder + "S_00001.txt";
+        m_script.scan(folder, "S_").rename(from, to).append(to).write("x\r\n");
         SetOutputPath(output);
-        line();
-        m_script.expectAllCalled();
+        log("x");
+        from = to;
     }
-}
-
-TEST_F(LogFileScripted, FileThatCannotBeMovedIsFollowedByANewOne) {
-    start();
-    m_script.scan("/out/", "T_", kNone).rename("/out/S_00001.txt", "/out/T_00001.txt", EXDEV);
-    m_script.create("/out/T_00001.txt").write("second\r\n");
-    m_logger.setFilePrefix("T");
-    log("second");
-    EXPECT_EQ(m_logger.getFileName(), "c:\\out\\T_00001.txt");
-}
-
-TEST_F(LogFileScripted, NameTakenUnderTheMoveSendsTheFileToTheNextNumber) {
-    start();
-    m_script.write("cut\r\n", ENOSPC, 1);
-    log("cut");
-    m_script.scan("/out/", "T_", kNone).rename("/out/S_00001.txt", "/out/T_00001.txt", EEXIST);
-    m_script.create("/out/T_00001.txt", EEXIST);
-    m_script.scan("/out/", "T_", {"T_00001.txt"}).rename("/out/S_00001.txt", "/out/T_00002.txt");
-    m_script.append("/out/T_00002.txt").write("\r\nsecond\r\n");
-    m_logger.setFilePrefix("T");
-    log("second");
-    EXPECT_EQ(m_logger.getFileName(), "c:\\out\\T_00002.txt");
 }
 
 TEST_F(LogFileScripted, MovedFileThatCannotBeOpenedIsMovedAgainAtTheNextChange) {
     start();
-    m_script.scan("/out/", "T_", kNone).rename("/out/S_00001.txt", "/out/T_00001.txt");
-    m_script.append("/out/T_00001.txt", EACCES);
-    m_logger.setFilePrefix("T");
+    move("S", "T").append("/logs/T_00001.txt", EACCES);
     log("lost");
     log("lost");
-    m_script.expectAllCalled();
-    m_script.scan("/out/", "U_", kNone).rename("/out/T_00001.txt", "/out/U_00001.txt").append("/out/U_00001.txt");
-    m_script.write("kept\r\n");
-    m_logger.setFilePrefix("U");
+    move("T", "U").append("/logs/U_00001.txt").write("kept\r\n");
     log("kept");
-}
-
-TEST_F(LogFileScripted, FileUnderTheChosenNumberAlreadyIsJustOpened) {
-    start();
     // There and back before the next line, and somebody removed the file from the listing.
     m_logger.setFilePrefix("T");
-    m_logger.setFilePrefix("S");
-    m_script.scan("/out/", "S_", kNone).append("/out/S_00001.txt").write("second\r\n");
-    log("second");
+    m_logger.setFilePrefix("U");
+    m_script.scan("/logs/", "U_").append("/logs/U_00001.txt").write("more\r\n");
+    log("more");
 }
 
 TEST_F(LogFileScripted, LineAfterACutOneBeginsALine) {
     start();
-    m_script.write("cut\r\n", ENOSPC, 2).write("\r\nnext\r\n").write("more\r\n");
-    log("cut");
-    log("next");
-    log("more");
-    m_script.write("cut\r\n", ENOSPC, 4).write("\nnext\r\n");
-    log("cut");
-    log("next");
-    m_script.write("none\r\n", EIO, 0).write("next\r\n");
-    log("none");
-    log("next");
-    m_script.write("two\r\nlines\r\n", ENOSPC, 5).write("next\r\n");
-    log("two\nlines");
-    log("next");
-    m_script.write("cut\r\n", ENOSPC, 1)
-        .write("\r\nlost\r\n", ENOSPC, 1)
-        .write("\nlost\r\n", ENOSPC, 1)
-        .write("end\r\n");
-    log("cut");
-    log("lost");
-    log("lost");
-    log("end");
+    const std::tuple<const char*, const char*, int, std::size_t> steps[] = {
+        {"cut", "cut\r\n", ENOSPC, 2},       {"next", "\r\nnext\r\n", 0, 0},    {"more", "more\r\n", 0, 0},
+        {"cut", "cut\r\n", ENOSPC, 4},       {"next", "\nnext\r\n", 0, 0},      {"none", "none\r\n", EIO, 0},
+        {"a\nb", "a\r\nb\r\n", ENOSPC, 3},   {"next", "next\r\n", 0, 0},        {"cut", "cut\r\n", ENOSPC, 1},
+        {"lost", "\r\nlost\r\n", ENOSPC, 1}, {"lost", "\nlost\r\n", ENOSPC, 1}, {"end", "end\r\n", 0, 0}};
+    for (const auto& [line, bytes, error, written] : steps) {
+        m_script.write(bytes, error, written);
+        log(line);
+    }
 }
 
 TEST_F(LogFileScripted, CutLineIsEndedInTheMovedFileButNotInANewOne) {
     start();
-    m_script.write("cut\r\n", ENOSPC, 1).scan("/out/", "T_", kNone).rename("/out/S_00001.txt", "/out/T_00001.txt");
-    m_script.append("/out/T_00001.txt").write("\r\nnext\r\n");
+    m_script.write("cut\r\n", ENOSPC, 1);
     log("cut");
-    m_logger.setFilePrefix("T");
+    // The name is taken before the file moves there, and again before a new file has it.
+    move("S", "T", EEXIST).create("/logs/T_00001.txt", EEXIST).scan("/logs/", "T_", {"T_00001.txt"});
+    m_script.rename("/logs/S_00001.txt", "/logs/T_00002.txt").append("/logs/T_00002.txt").write("\r\nnext\r\n");
     log("next");
-    m_script.write("cut\r\n", ENOSPC, 1).scan("/out/", "U_", kNone);
-    m_script.rename("/out/T_00001.txt", "/out/U_00001.txt", ENOENT).create("/out/U_00001.txt").write("next\r\n");
+    m_script.write("cut\r\n", ENOSPC, 1);
     log("cut");
     m_logger.setFilePrefix("U");
+    m_script.scan("/logs/", "U_").rename("/logs/T_00002.txt", "/logs/U_00001.txt", EXDEV);
+    m_script.create("/logs/U_00001.txt").write("next\r\n");
     log("next");
+    EXPECT_EQ(m_logger.getFileName(), "c:\\logs\\U_00001.txt");
 }
 
 TEST_F(LogFileScripted, BufferedLinesReachTheFileInOneWriteAndAreNotRetried) {
@@ -182,9 +141,8 @@ TEST_F(LogFileScripted, BufferedLinesReachTheFileInOneWriteAndAreNotRetried) {
     m_logger.flush();
     m_logger.flush();
     log("three");
-    m_script.write("\r\nthree\r\n").scan("/out/", "T_", kNone).rename("/out/S_00001.txt", "/out/T_00001.txt");
-    m_script.append("/out/T_00001.txt");
-    m_logger.setFilePrefix("T");
+    m_script.write("\r\nthree\r\n");
+    move("S", "T").append("/logs/T_00001.txt");
     log("four");
     m_script.write("four\r\n");
 }

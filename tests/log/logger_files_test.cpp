@@ -1,14 +1,12 @@
 // tests/log/logger_files_test.cpp: when lines reach their file, settings that change meanwhile, and the message pipe.
 #include "sharedlib/util/clock.h"
 #include "tests/log/log_file_fixture.h"
-#include <algorithm>
-#include <cstdlib>
+#include "tests/support/environment.h"
+#include "tests/support/pipe_server.h"
+#include <cstdint>
 #include <ctime>
-#include <limits>
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <sstream>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -19,146 +17,127 @@ protected:
 
     std::string bytes() { return m_folder.read("logs/Server_00001.txt"); }
 
-    // Whether a line written at `now` with these settings is flushed by the clock.
-    bool isFlushedAt(std::int64_t now, std::int64_t lastFlush, int interval) {
-        m_logger->flush();
-        const std::size_t before = m_count++ == 0 ? 0 : bytes().size();
+    std::unique_ptr<Logger> m_logger = makeLogger();
+};
+
+TEST_F(LogFileFlush, LinesWaitForAnErrorAFlushOrTheEnd) {
+    log(*m_logger, "1");
+    log(*m_logger, "2", LogSev_Warning);
+    EXPECT_EQ(bytes(), "");
+    std::string expected = "1\r\nWARNING : 2\r\n";
+    for (const LogItemSeverityLevel severity : {LogSev_Error, LogSev_Assert, LogSev_Fatal}) {
+        log(*m_logger, "3", severity);
+        expected += "ERROR : 3\r\n";
+        EXPECT_EQ(bytes(), expected);
+    }
+    EXPECT_EQ(m_logger->getLastFlush(), 0);
+    // Only the level word makes an error one that does not wait.
+    m_logger->SetConditionalLevelFlag(Log::Generic, false);
+    log(*m_logger, "4", LogSev_Fatal);
+    log(*m_logger, "5", -1);
+    EXPECT_EQ(bytes(), expected);
+    m_logger->flush();
+    EXPECT_EQ(bytes(), expected += "4\r\n5\r\n");
+    log(*m_logger, "6");
+    m_logger->setFlushOnWrite(true);
+    EXPECT_EQ(bytes(), expected);
+    log(*m_logger, "7");
+    EXPECT_EQ(bytes(), expected += "6\r\n7\r\n");
+    m_logger->setFlushOnWrite(false);
+    log(*m_logger, "8");
+    m_logger.reset();
+    EXPECT_EQ(bytes(), expected += "8\r\n");
+}
+
+TEST_F(LogFileFlush, ClockFlushesWhenMoreThanTheIntervalIsOver) {
+    constexpr std::int64_t kMax = INT64_MAX;
+    // The clock may be set back, and the end of the interval may lie beyond all time.
+    const std::tuple<std::int64_t, std::int64_t, int, bool> cases[] = {
+        {1000, 990, 10, false}, {1001, 990, 10, true},   {5000, 0, 0, false},         {5000, 0, -5, false},
+        {500, 1000, 10, false}, {1000, kMax, 10, false}, {1000, kMax - 5, 10, false}, {1000, -kMax - 1, 1 << 30, true}};
+    log(*m_logger, "x");
+    for (const auto& [now, lastFlush, interval, isFlushed] : cases) {
         m_logger->setSecondsBetweenFlushes(interval);
+        std::string before;
         do {
+            m_logger->flush();
+            before = bytes();
             m_logger->setLastFlush(lastFlush);
             SetSecondsSinceEpoch(now);
             log(*m_logger, "x");
             // Once more if a second began meanwhile.
         } while (GetSecondsSinceEpoch() != now);
-        const bool isFlushed = bytes().size() > before;
-        EXPECT_EQ(m_logger->getLastFlush(), isFlushed ? now : lastFlush) << now << ' ' << lastFlush;
-        return isFlushed;
+        EXPECT_EQ(bytes() != before, isFlushed) << now << ' ' << lastFlush;
+        EXPECT_EQ(m_logger->getLastFlush(), isFlushed ? now : lastFlush);
     }
-
-    std::unique_ptr<Logger> m_logger = makeLogger();
-    int m_count = 0;
-};
-
-TEST_F(LogFileFlush, LinesWaitForAnErrorAFlushOrTheEnd) {
-    log(*m_logger, "one");
-    log(*m_logger, "two", LogSev_Warning);
-    EXPECT_EQ(bytes(), "");
-    log(*m_logger, "three", LogSev_Error);
-    const std::string flushed = "one\r\nWARNING : two\r\nERROR : three\r\n";
-    EXPECT_EQ(bytes(), flushed);
-    EXPECT_EQ(m_logger->getLastFlush(), 0);
-    m_logger->SetConditionalLevelFlag(Log::Generic, false);
-    log(*m_logger, "four", LogSev_Error);
-    EXPECT_EQ(bytes(), flushed) << "without its level word an error waits like the others";
-    m_logger->flush();
-    EXPECT_EQ(bytes(), flushed + "four\r\n");
-    log(*m_logger, "five");
-    m_logger->setFlushOnWrite(true);
-    EXPECT_EQ(bytes(), flushed + "four\r\n");
-    log(*m_logger, "six");
-    EXPECT_EQ(bytes(), flushed + "four\r\nfive\r\nsix\r\n");
-    m_logger->setFlushOnWrite(false);
-    log(*m_logger, "seven");
-    m_logger.reset();
-    EXPECT_EQ(bytes(), flushed + "four\r\nfive\r\nsix\r\nseven\r\n");
-}
-
-TEST_F(LogFileFlush, ClockFlushesWhenMoreThanTheIntervalIsOver) {
-    constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
-    EXPECT_FALSE(isFlushedAt(1000, 990, 10));
-    EXPECT_TRUE(isFlushedAt(1001, 990, 10));
-    EXPECT_FALSE(isFlushedAt(5000, 0, 0));
-    EXPECT_FALSE(isFlushedAt(5000, 0, -5));
-    EXPECT_FALSE(isFlushedAt(500, 1000, 10)) << "a clock set back";
-    EXPECT_FALSE(isFlushedAt(1000, kMax, 10)) << "the end of the interval lies beyond all time";
-    EXPECT_FALSE(isFlushedAt(1000, kMax - 5, 10));
-    EXPECT_TRUE(isFlushedAt(1000, -kMax - 1, std::numeric_limits<int>::max()));
 }
 
 TEST_F(LogFileFlush, FullBufferIsWrittenAtALineEnd) {
-    std::string expected;
-    const std::string text(1500, 'x');
+    const std::string line(1500, 'x');
     for (int count = 0; count < 500; ++count) {
-        log(*m_logger, text + std::to_string(count));
-        expected += text + std::to_string(count) + "\r\n";
+        log(*m_logger, line);
     }
-    const std::string written = bytes();
-    EXPECT_GT(written.size(), expected.size() / 2);
-    EXPECT_LT(written.size(), expected.size());
-    EXPECT_EQ(written, expected.substr(0, written.size()));
-    EXPECT_TRUE(written.ends_with("\r\n"));
+    const std::size_t written = bytes().size();
+    EXPECT_TRUE(written % 1502 == 0 && written > 400 * 1502 && written < 500 * 1502) << written;
     m_logger->flush();
-    EXPECT_EQ(bytes(), expected);
+    EXPECT_EQ(bytes().size(), 500U * 1502);
+    EXPECT_EQ(bytes().find(line + "\r\n" + line, written - 1502), written - 1502);
 }
 
-TEST_F(LogFileTest, SettingsMayChangeWhileThreadsLog) {
-    constexpr int kThreads = 8;
+TEST_F(LogFileTest, EightThreadsLogWholeLinesInOrderWhileSettingsChange) {
     constexpr int kLines = 300;
-    auto logger = makeLogger();
+    const auto logger = makeLogger();
+    logger->SetConditionalChannel(Log::Network, "N0");
     std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([&logger, thread] {
+    for (int id = 0; id < 8; ++id) {
+        threads.emplace_back([&logger, id] {
             for (int line = 0; line < kLines; ++line) {
-                log(*logger, std::to_string(thread) + ' ' + std::to_string(line));
+                log(*logger, std::to_string(id) + '.' + std::to_string(line) + ".end");
+                log(*logger, "x", LogSev_Warning, Log::Network);
             }
         });
     }
-    for (int round = 0; round < 100; ++round) {
-        logger->setFlushOnWrite(round % 2 == 0);
+    for (int round = 0; round < kLines; ++round) {
+        logger->SetConditional(Log::Network, round % 2 == 0 ? LogSev_Error : LogSev_Detail);
+        logger->SetConditionalChannel(Log::Network, ("N" + std::to_string(round % 10)).c_str());
+        logger->SetConditionalNameFlag(Log::Network, round % 3 == 0);
+        logger->SetConditionalDateFlag(Log::Network, round % 3 == 2);
+        logger->setFlushOnWrite(round % 4 != 0);
         logger->setSecondsBetweenFlushes(round % 3);
         logger->setLastFlush(round);
-        logger->setIncludePIDInName(round % 5 == 0);
+        logger->setPipeLogFunction(round % 2 == 0 ? nullptr
+                                                  : +[](LogItemSeverityLevel, int, char const*, int, char const*) {});
+        logger->setLogLocationMask(round % 2 == 0 ? -1 : LogLocation_File | LogLocation_Pipe);
         logger->setFilePrefix(round % 7 == 0 ? "Zone" : "Server");
-        logger->SetConditionalChannel(Log::Network, std::to_string(round % 6).c_str());
+        EXPECT_EQ(logger->getFilePrefix(), round % 7 == 0 ? "Zone" : "Server");
         logger->flush();
-        EXPECT_TRUE(logger->getFilePrefix().starts_with(round % 7 == 0 ? "Zone" : "Server"));
-        (void)logger->getFileName();
     }
     for (std::thread& thread : threads) {
         thread.join();
     }
-    logger.reset();
-    const Names names = m_folder.names("logs");
-    ASSERT_EQ(names.size(), 1U);
-    const std::string bytes = m_folder.read("logs/" + names[0]);
-    EXPECT_EQ(std::count(bytes.begin(), bytes.end(), '\n'), kThreads * kLines);
-    for (int thread = 0; thread < kThreads; ++thread) {
-        std::size_t position = 0;
-        for (int line = 0; line < kLines && position != std::string::npos; ++line) {
-            // The first line of the file has no line end in front.
-            const std::string text = std::to_string(thread) + ' ' + std::to_string(line) + "\r\n";
-            position = line == 0 && bytes.starts_with(text) ? 0 : bytes.find('\n' + text, position);
-        }
-        EXPECT_NE(position, std::string::npos) << "thread " << thread;
+    logger->setFilePrefix("End");
+    log(*logger, "8.0.end");
+    std::vector<int> next(9);
+    std::istringstream lines(m_folder.read("logs/End_00001.txt"));
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t id = std::stoul(line);
+        EXPECT_EQ(line, std::to_string(id) + '.' + std::to_string(next.at(id)++) + ".end\r");
     }
+    EXPECT_EQ(next, (std::vector<int>{kLines, kLines, kLines, kLines, kLines, kLines, kLines, kLines, 1}));
 }
 
 TEST_F(LogFileTest, PipeIsReplacedAndClosed) {
-    const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-    const std::string oldRuntime = runtime == nullptr ? "" : runtime;
-    ::setenv("XDG_RUNTIME_DIR", m_folder.native().c_str(), 1);
-    const int server = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    m_folder.native("game").copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(::bind(server, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(server, 4), 0);
-
+    const Environment runtime{{{"XDG_RUNTIME_DIR", m_folder.native()}}};
+    const PipeServer server(m_folder.native("game"));
     const auto logger = makeLogger();
     EXPECT_EQ(logger->getPipe(), nullptr);
-    logger->setPipeName("\\\\.\\pipe\\game");
-    EXPECT_NE(logger->getPipe(), nullptr);
-    const int accepted = ::accept(server, nullptr, nullptr);
-    logger->setPipeName("\\\\.\\pipe\\nobody");
-    EXPECT_EQ(logger->getPipe(), nullptr);
-    char byte = 0;
-    EXPECT_EQ(::recv(accepted, &byte, 1, MSG_DONTWAIT), 0) << "the old pipe is closed";
-    logger->setPipeName("\\\\.\\pipe\\game");
-    logger->setPipeName(nullptr);
-    EXPECT_EQ(logger->getPipe(), nullptr);
-    ::close(accepted);
-    ::close(server);
-    runtime == nullptr ? ::unsetenv("XDG_RUNTIME_DIR") : ::setenv("XDG_RUNTIME_DIR", oldRuntime.c_str(), 1);
+    for (const char* next : {"\\\\.\\pipe\\nobody", static_cast<const char*>(nullptr)}) {
+        logger->setPipeName("\\\\.\\pipe\\game");
+        EXPECT_NE(logger->getPipe(), nullptr);
+        logger->setPipeName(next);
+        EXPECT_EQ(logger->getPipe(), nullptr);
+        EXPECT_EQ(server.messages(), "") << "the old pipe is closed";
+    }
 }
 
 } // namespace

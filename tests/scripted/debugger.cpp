@@ -3,25 +3,11 @@
 #include "sharedlib/platform/debugger.h"
 #include <gtest/gtest.h>
 
-namespace {
-
-DebuggerScript* s_script = nullptr;
-
-} // namespace
-
-DebuggerScript::DebuggerScript() {
-    s_script = this;
-}
-
-DebuggerScript::~DebuggerScript() {
-    s_script = nullptr;
-}
-
 bool platform::debuggerAttached() {
-    return s_script != nullptr && s_script->attached;
+    return DebuggerScript::s_script != nullptr && DebuggerScript::s_script->attached;
 }
 
 void platform::writeToDebugger(char const* text) {
-    ASSERT_NE(s_script, nullptr) << text;
-    s_script->pieces.emplace_back(text);
+    ASSERT_NE(DebuggerScript::s_script, nullptr) << text;
+    DebuggerScript::s_script->pieces.emplace_back(text);
 }

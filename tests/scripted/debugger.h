@@ -4,14 +4,14 @@
 #include <vector>
 
 /// A debugger that is attached while the object lives, unless the test says otherwise. One at a time.
-class DebuggerScript {
-public:
-    DebuggerScript();
-    ~DebuggerScript();
+struct DebuggerScript {
+    DebuggerScript() { s_script = this; }
+    ~DebuggerScript() { s_script = nullptr; }
     DebuggerScript(const DebuggerScript&) = delete;
     DebuggerScript& operator=(const DebuggerScript&) = delete;
 
     bool attached = true;
     /// What was written, piece by piece.
     std::vector<std::string> pieces;
+    static inline DebuggerScript* s_script = nullptr;
 };
