@@ -35,28 +35,32 @@ protected:
     [[nodiscard]] std::vector<std::string> lines() const { return log.texts(Log::Network); }
 };
 
-TEST_F(ConnectionOutbound, FramesAreExactCountedAndTimed) {
+TEST_F(ConnectionOutbound, FramesAreExactCountedAndTimedWhateverTheBlockSize) {
     scripted::clock().tickStep = 3;
     net().sendsTakeAll();
-    std::string expected;
-    unsigned long messages = 0;
-    for (const std::size_t size : {0U, 1U, 3U, 9998U, 65532U, 65533U, 70000U}) {
-        const std::string body(size, 'b');
-        conn->SendMsg(size, size != 0 ? body.data() : nullptr);
-        expected += frameOf(body);
-        EXPECT_EQ(conn->getBytesSent(), expected.size());
-        EXPECT_EQ(conn->getMessagesSent(), ++messages);
-    }
-    conn->FillBufferDangerous(0, nullptr);
     CPackedData packed;
     packed.PutUint8(7);
-    conn->SendMsg(packed);
-    EXPECT_EQ(conn->getMessagesSent(), messages + 2);
-    EXPECT_EQ(conn->getWriteTime(), 3 * (messages + 2)) << "by the tick count";
-    expected += frameOf(std::string_view(packed.readData(), static_cast<std::size_t>(packed.size())));
-    EXPECT_EQ(sent(), "") << "queueing sends nothing";
-    conn->WriteOutboundData();
-    EXPECT_TRUE(sent() == expected);
+    for (const int blockSize : {1, 500'000, 10'000}) {
+        CConnection::setOutBufferExpandSize(blockSize);
+        ScriptedStream other;
+        std::string expected;
+        unsigned long messages = 0;
+        for (const std::size_t size : {0U, 1U, 3U, 9998U, 65532U, 65533U, 70000U}) {
+            const std::string body(size, 'b');
+            other.conn->SendMsg(size, size != 0 ? body.data() : nullptr);
+            expected += frameOf(body);
+            EXPECT_EQ(other.conn->getBytesSent(), expected.size());
+            EXPECT_EQ(other.conn->getMessagesSent(), ++messages);
+        }
+        other.conn->FillBufferDangerous(0, nullptr);
+        other.conn->SendMsg(packed);
+        EXPECT_EQ(other.conn->getMessagesSent(), messages + 2);
+        EXPECT_EQ(other.conn->getWriteTime(), 3 * (messages + 2)) << "by the tick count";
+        EXPECT_EQ(other.sent(), "") << "queueing sends nothing";
+        other.conn->WriteOutboundData();
+        const std::string_view bytes(packed.readData(), static_cast<std::size_t>(packed.size()));
+        EXPECT_TRUE(other.sent() == expected + frameOf(bytes));
+    }
 }
 
 TEST_F(ConnectionOutbound, PartialSendsKeepTheBytesInOrderWithAndWithoutLines) {

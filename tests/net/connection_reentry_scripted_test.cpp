@@ -12,9 +12,7 @@ using Step = std::function<void(ScriptedStream&)>;
 
 const Step kDelete = [](ScriptedStream& stream) { stream.conn.reset(); };
 const Step kReset = [](ScriptedStream& stream) { stream.conn->Reset(); };
-const Step kOpen = [](ScriptedStream& stream) {
-    stream.conn->InitAccepted(net().openConnected(kScriptedPeer), kScriptedPeer.ip, kScriptedPeer.port);
-};
+const Step kOpen = [](ScriptedStream& stream) { stream.open(); };
 const Step kReopen = [](ScriptedStream& stream) { kReset(stream), kOpen(stream); };
 const Step kWrite = [](ScriptedStream& stream) { stream.conn->WriteOutboundData(); };
 const Step kEvent = [](ScriptedStream& stream) { stream.conn->HandleEvent(); };

@@ -41,33 +41,28 @@ struct Subject {
 };
 
 TEST(ConnectionScripted, EveryFailedStepOfSetUpLeavesItsErrorAndNoSocket) {
-    struct Case {
-        bool stream;
-        scripted::Net& (scripted::Net::*answer)(int);
-        int answered, error;
-        const char* operation;
-        LogItemSeverityLevel severity = LogSev_Error;
-    };
     using scripted::Net;
-    for (const Case& step :
-         {Case{true, &Net::onOpen, 10024, 10024, "socket"},
-          Case{true, &Net::onSetBlocking, 10022, 10045, "SetSocketBlockingFlag"},
-          Case{true, &Net::onBind, 10048, 10048, "bind"},
-          Case{true, &Net::onGetLocalEndpoint, 10055, 10055, "getsockname"},
-          Case{true, &Net::onConnect, 10051, 10051, "connect"},
-          Case{false, &Net::onSetBlocking, 10022, 10045, "SetSocketBlockingFlag"},
-          Case{false, &Net::onBind, 10048, 10048, "bind", LogSev_Info}, Case{false, &Net::onBind, 10013, 10013, "bind"},
-          Case{false, &Net::onGetLocalEndpoint, 10055, 10055, "getsockname"}}) {
+    using Case = std::tuple<bool, Net& (Net::*)(int), int, int, std::string, LogItemSeverityLevel>;
+    for (const auto& [stream, answer, answered, error, operation, severity] :
+         {Case(true, &Net::onOpen, 10024, 10024, "socket", LogSev_Error),
+          Case(true, &Net::onSetBlocking, 10022, 10045, "SetSocketBlockingFlag", LogSev_Error),
+          Case(true, &Net::onBind, 10048, 10048, "bind", LogSev_Error),
+          Case(true, &Net::onGetLocalEndpoint, 10055, 10055, "getsockname", LogSev_Error),
+          Case(true, &Net::onConnect, 10051, 10051, "connect", LogSev_Error),
+          Case(false, &Net::onSetBlocking, 10022, 10045, "SetSocketBlockingFlag", LogSev_Error),
+          Case(false, &Net::onBind, 10048, 10048, "bind", LogSev_Info),
+          Case(false, &Net::onBind, 10013, 10013, "bind", LogSev_Error),
+          Case(false, &Net::onGetLocalEndpoint, 10055, 10055, "getsockname", LogSev_Error)}) {
         Subject subject;
-        (net().*step.answer)(step.answered);
-        step.stream ? subject.conn.InitStream(0x0A000001UL, 80) : subject.conn.InitDatagramListen(0);
+        (net().*answer)(answered);
+        stream ? subject.conn.InitStream(0x0A000001UL, 80) : subject.conn.InitDatagramListen(0);
         EXPECT_EQ(subject.conn.GetState(), CConnection::InError);
-        EXPECT_EQ(subject.conn.GetError(), step.error);
+        EXPECT_EQ(subject.conn.GetError(), error);
         EXPECT_EQ(net().openCount(), 0U);
-        EXPECT_THAT(subject.log.lines(),
-                    ElementsAre(line(step.severity, kNobody + step.operation + " failed with error code " +
-                                                        std::to_string(step.error) + " in CConnection::" +
-                                                        (step.stream ? "InitStream" : "InitDatagramListen"))));
+        EXPECT_THAT(
+            subject.log.lines(),
+            ElementsAre(line(severity, kNobody + operation + " failed with error code " + std::to_string(error) +
+                                           " in CConnection::" + (stream ? "InitStream" : "InitDatagramListen"))));
     }
     for (const char* address : {"", "127.0.0.1", ":7000", "127.0.0.1:"}) {
         Subject subject;
@@ -251,7 +246,7 @@ TEST(ConnectionScripted, PingsFollowThePulseRateAndOneLostWithItsStreamIsTheLast
         CConnection::setPulseRate(0);
         stream.conn->Pulse();
         stream.conn->Reset();
-        stream.conn->InitAccepted(net().openConnected(kScriptedPeer), kScriptedPeer.ip, kScriptedPeer.port);
+        stream.open();
         stream.conn->Pulse();
         EXPECT_EQ(stream.conn->getOutboundByteCount(), 0U);
     }
@@ -260,6 +255,7 @@ TEST(ConnectionScripted, PingsFollowThePulseRateAndOneLostWithItsStreamIsTheLast
     ScriptedStream roomless;
     roomless.conn->SetUpdateLag();
     roomless.conn->Pulse();
+    scripted::clock().counter += 100'000;
     EXPECT_EQ(roomless.conn->getPingOutstandingMs(), 0U) << "a ping that found no room is not waited for";
     CConnection::setOutBufferExpandSize(10'000);
     CConnection::setPulseRate(1800);

@@ -33,6 +33,10 @@ struct ScriptedStream {
         scripted::net().deliver(socket, bytes);
         conn->HandleStreamReadEvent(0);
     }
+    /// Gives `conn` another stream to the same peer.
+    void open() const {
+        conn->InitAccepted(scripted::net().openConnected(kScriptedPeer), kScriptedPeer.ip, kScriptedPeer.port);
+    }
     [[nodiscard]] const std::string& sent() const { return scripted::net().sent(socket); }
 
     LogCapture log;
