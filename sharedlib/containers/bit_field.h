@@ -40,7 +40,8 @@ public:
     int GetCountOfBits(bool value) const;
     /// The index of the `n`-th set bit, counted from 0 in index order; -1 when there is none.
     int GetIndexOfNthBitSet(int n) const;
-    /// The lowest set index i with `from` <= i < `to`, or -1; a `to` of -1 means `Size()`.
+    /// The lowest set index i with `from` <= i < `to`, or -1; a `to` of -1 means `Size()`. A negative
+    /// `from` finds nothing.
     int FindSetBit(int from, int to) const;
     /// The next set bit at or after the start position, wrapping around, or -1; the start position moves behind it, so
     /// that repeated calls visit all set bits in turn.

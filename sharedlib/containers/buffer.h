@@ -30,7 +30,7 @@ public:
     /// Whether the storage is the buffer's own.
     bool canWrite() const { return m_owned != 0; }
     /// Makes an owned buffer hold at least `needed` bytes, growing to exactly that and keeping its content (the new
-    /// bytes are uninitialised). Returns whether `needed` bytes are there now: false for a smaller wrapped buffer, and,
+    /// bytes are 0). Returns whether `needed` bytes are there now: false for a smaller wrapped buffer, and,
     /// with the storage as it was, when memory runs out.
     bool checkSize(unsigned int needed) { return needed <= m_size || (m_owned != 0 && grow(needed)); }
 

@@ -26,8 +26,10 @@ public:
     /// than 2,147,483,647 bytes, or when a block cannot be had (bundle size 0 or less, memory exhausted).
     void append(const void* data, int length) {
         BufferBundle* last = m_tail != nullptr ? m_tail : m_head;
-        if (last != nullptr && length > 0 && length <= roomIn(*last) && length <= INT32_MAX - m_byteCount) {
-            std::memcpy(last->data() + writePosition(*last), data, static_cast<std::size_t>(length));
+        if (last != nullptr && length > 0 && length <= kCopyPiece && length <= roomIn(*last) &&
+            length <= INT32_MAX - m_byteCount) {
+            // memmove: compilers turn a memcpy of bounded length into the instruction that `kCopyPiece` avoids.
+            std::memmove(last->data() + writePosition(*last), data, static_cast<std::size_t>(length));
             last->used += length;
             m_byteCount += length;
             return;
@@ -71,8 +73,14 @@ public:
     void setBundleSize(int size) { m_bundleSize = size; }
 
 protected:
+    /// The most bytes that are copied at once. Beyond 2 KB and a little, C libraries copy with a string instruction,
+    /// which some processors run up to thirty times slower when the target stands a little behind the source within
+    /// their pages.
+    static constexpr std::int32_t kCopyPiece = 2048;
+
     /// Takes a block of `m_bundleSize` bytes from the pool, links it behind `after` (null: as the head) and counts it.
-    /// Leaves `m_tail` to the caller. Returns the block, or null, with nothing changed, when the pool has none.
+    /// Leaves `m_tail` to the caller. Returns the block, or null, with nothing changed, when the pool has none. An
+    /// override runs in the middle of a change and must not make another.
     virtual BufferBundle* appendBundle(BufferBundle* after);
     /// Gives the head block back to the pool and makes its successor the head; leaves `m_tail` and `m_readOffset`
     /// alone. Does nothing on an empty queue.
@@ -96,6 +104,7 @@ private:
         return block.used + (&block == m_head ? m_readOffset : 0);
     }
     std::int32_t roomIn(const BufferBundle& block) const { return block.capacity - writePosition(block); }
+    static void copyBytes(char* to, const char* from, std::int32_t length);
     void appendBlocks(const char* data, int length);
     bool reserve(std::int64_t total);
     void dropBlocksBehind(BufferBundle* last);

@@ -73,11 +73,13 @@ void FrameEventLog::DumpLog(int frames) const {
         return;
     }
     std::int32_t index = startOfFrames(frames);
-    do {
+    // Counted beforehand: whoever is told of a line may append events or make another ring.
+    for (std::int32_t left = index < next ? next - index : capacity - index + next; left > 0 && records != nullptr;
+         --left) {
         FrameEventRecord const& record = records[index];
         SHAREDLIB_DEBUGLOG(LogSev_Info, Log::Generic, "%s: %d", record.name, static_cast<int>(record.value));
-        index = index + 1 == capacity ? 0 : index + 1;
-    } while (index != next);
+        index = index + 1 < capacity ? index + 1 : 0;
+    }
 }
 
 FrameEventLogger::~FrameEventLogger() {

@@ -8,7 +8,12 @@ namespace platform {
 void* reserveZeroed(std::size_t size) {
     // Without swap reservation the system counts only pages that are touched.
     void* const block = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    return block != MAP_FAILED ? block : nullptr;
+    if (block == MAP_FAILED) {
+        return nullptr;
+    }
+    // One touched byte would make a large page resident, often two megabytes.
+    madvise(block, size, MADV_NOHUGEPAGE);
+    return block;
 }
 
 void* growZeroed(void* block, std::size_t oldSize, std::size_t newSize) {
