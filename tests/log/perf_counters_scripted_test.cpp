@@ -2,98 +2,67 @@
 #include "sharedlib/log/perf_counters.h"
 #include "tests/scripted/clock.h"
 #include "tests/support/log_capture.h"
+#include <array>
 #include <gtest/gtest.h>
-#include <utility>
 
 namespace {
 
 using Lines = std::vector<std::string>;
 
-class PerfCounters : public testing::Test {
-protected:
-    PerfCounters() { setFrequency(10'000'000); }
-
-    // As in a process whose counter has this frequency from the start.
-    static void setFrequency(std::int64_t frequency) {
-        scripted::clock().frequency = frequency;
-        FrameEventLogger::sm_uDivisor = 0;
-        FrameEventLogger::sm_uSecondsDivisor = 77;
-    }
-};
-
-// The line that a timer with this threshold writes about a scope of `ticks`.
-Lines timingLine(unsigned long thresholdMs, std::int64_t ticks) {
-    LogCapture capture;
-    capture.show(Log::Pulse, LogSev_Info);
-    {
-        PerfLogCounter const timer("Work", Log::Pulse, thresholdMs);
-        scripted::clock().counter += ticks;
-    }
-    return capture.texts(Log::Pulse);
+// As in a process whose counter has this frequency from the start.
+void setFrequency(std::int64_t frequency) {
+    scripted::clock().frequency = frequency;
+    scripted::clock().frequencyReadings = 0;
+    FrameEventLogger::sm_uDivisor = 0;
+    FrameEventLogger::sm_uSecondsDivisor = 77;
 }
 
-TEST_F(PerfCounters, InitReadsTheFrequencyOnce) {
-    for (auto [frequency, perMs, perSecond] : {std::tuple{10'000'000, 10'000U, 10'000'000U},
-                                               {3'579'545, 3'579U, 3'579'545U},
-                                               {1'000, 1U, 1'000U},
-                                               {999, 1U, 999U},
-                                               {1, 1U, 1U},
-                                               {0, 1U, 77U}}) {
+TEST(PerfCounters, FrequencyIsReadOnce) {
+    for (auto [frequency, perMs, perSecond] :
+         {std::array{3'579'545, 3'579, 3'579'545}, {1'000, 1, 1'000}, {999, 1, 999}, {0, 1, 77}}) {
         setFrequency(frequency);
-        scripted::clock().frequencyReadings = 0;
-        EXPECT_EQ(FrameEventLogger::ticksPerMillisecond(), perMs);
-        EXPECT_EQ(FrameEventLogger::ticksPerMillisecond(), perMs);
-        EXPECT_EQ(FrameEventLogger::sm_uDivisor, perMs);
-        EXPECT_EQ(FrameEventLogger::sm_uSecondsDivisor, perSecond);
+        EXPECT_EQ(FrameEventLogger::ticksPerMillisecond(), static_cast<unsigned>(perMs));
+        EXPECT_EQ(FrameEventLogger::ticksPerMillisecond(), static_cast<unsigned>(perMs));
+        EXPECT_EQ(FrameEventLogger::sm_uSecondsDivisor, static_cast<unsigned>(perSecond));
         EXPECT_EQ(scripted::clock().frequencyReadings, 1);
     }
 }
 
-TEST_F(PerfCounters, FrameEventsCountWholeMilliseconds) {
-    gFrameEventLog.init(4);
-    for (auto [ticks, value] : {std::pair<std::int64_t, std::uint32_t>{29'999, 2},
-                                {0, 0},
-                                // Beyond 32 bits, and a counter that runs back.
-                                {0x1'0000'0003 * 10'000, 3},
-                                {-10'000, static_cast<std::uint32_t>((0 - std::uint64_t{10'000}) / 10'000)}}) {
-        std::int32_t const index = gFrameEventLog.next;
-        {
-            FrameEventLogger const timer("t");
-            scripted::clock().counter += ticks;
-        }
-        EXPECT_EQ(gFrameEventLog.records[index].value, value) << ticks;
-    }
-    gFrameEventLog.cleanup();
-}
-
-TEST_F(PerfCounters, PrecisionCounterAddsWholeMillisecondsOrTicks) {
+TEST(PerfCounters, HighResolutionTimersCountMillisecondsOrTicks) {
     struct Case {
         std::int64_t ticks;
-        bool raw;
-        unsigned int added;
+        std::int64_t event;
+        std::int64_t milliseconds;
+        std::int64_t rawTicks;
     };
-    for (Case const& c : {Case{29'000, false, 2},
-                          {9'999, false, 0},
-                          {29'000, true, 29'000},
+    setFrequency(10'000'000);
+    gFrameEventLog.init(1);
+    for (Case const& c : {Case{0, 0, 0, 0},
+                          {29'999, 2, 2, 29'999},
                           // Single precision holds 24 bits.
-                          {16'777'217, true, 16'777'216},
-                          {0x1'0000'0000, true, 0},
-                          {-30'000, false, static_cast<unsigned int>(-3)},
-                          {INT64_MAX, true, 0}}) {
-        unsigned int narrow = 5;
-        unsigned long wide = 5;
-        {
-            PrecisionPerfCounter const first(narrow, c.raw);
-            PrecisionPerfCounter const second(wide, c.raw);
-            scripted::clock().counter += c.ticks;
-        }
+                          {16'777'217, 1'677, 1'677, 16'777'216},
+                          // Beyond 32 bits, beyond 63 bits in single precision, and a counter that runs back.
+                          {0x1'0000'0003 * 10'000, 3, 0, 0},
+                          {INT64_MAX, INT64_MAX / 10'000, 0x346DC'5C00'0000, 0},
+                          {-30'000, 0x68DB8'BAC7'10C8, -3, -30'000}}) {
+        unsigned int milliseconds = 5;
+        unsigned long rawTicks = 5;
         scripted::clock().counter = 0;
-        EXPECT_EQ(narrow, 5 + c.added) << c.ticks;
-        EXPECT_EQ(wide, narrow) << "an unsigned long counts in 32 bits too";
+        {
+            FrameEventLogger const event("t");
+            PrecisionPerfCounter const first(milliseconds);
+            PrecisionPerfCounter const second(rawTicks, true);
+            scripted::clock().counter = c.ticks;
+        }
+        EXPECT_EQ(gFrameEventLog.records[0].value, static_cast<std::uint32_t>(c.event)) << c.ticks;
+        EXPECT_EQ(milliseconds, static_cast<std::uint32_t>(5 + c.milliseconds)) << c.ticks;
+        EXPECT_EQ(rawTicks, static_cast<std::uint32_t>(5 + c.rawTicks)) << c.ticks;
     }
+    gFrameEventLog.cleanup();
+    { FrameEventLogger const dropped("late"); }
 }
 
-TEST_F(PerfCounters, TickCounterWrapsInThirtyTwoBits) {
+TEST(PerfCounters, TickCounterWrapsInThirtyTwoBits) {
     unsigned int narrow = 0xFFFF'FFFF;
     unsigned long wide = 0xFFFF'FFFF;
     scripted::clock().ticks = 0xFFFF'FFF0;
@@ -101,47 +70,50 @@ TEST_F(PerfCounters, TickCounterWrapsInThirtyTwoBits) {
         PerfCounter const first(narrow);
         PerfCounter const second(wide);
         scripted::clock().ticks += 0x20;
-        EXPECT_EQ(narrow, 0xFFFF'FFFF) << "nothing is added before the end";
     }
     EXPECT_EQ(narrow, 0x1FU);
     EXPECT_EQ(wide, 0x1FU);
 }
 
-TEST_F(PerfCounters, LogCounterWritesScopesThatReachItsThreshold) {
-    EXPECT_EQ(timingLine(5, 49'999), Lines{});
-    EXPECT_EQ(timingLine(5, 50'000), Lines{"Work time=5.0000 ms"});
-    EXPECT_EQ(timingLine(5, 62'345), Lines{"Work time=6.2345 ms"});
-    EXPECT_EQ(timingLine(0, 0), Lines{"Work time=0.0000 ms"});
-    // 214749 ms are more ticks than signed 32 bits hold, and so a negative threshold.
-    EXPECT_EQ(timingLine(214'748, 2'147'479'999), Lines{});
-    EXPECT_EQ(timingLine(214'749, 1), Lines{"Work time=0.0001 ms"});
-    setFrequency(0);
-    EXPECT_EQ(timingLine(5, 4), Lines{});
-    EXPECT_EQ(timingLine(5, 5), Lines{"Work time=5.0000 ms"});
-}
-
-TEST_F(PerfCounters, LogCounterNeedsItsChannelAtBothEnds) {
-    LogCapture capture;
-    auto const run = [&](LogItemSeverityLevel atStart, LogItemSeverityLevel atEnd) {
-        capture.show(Log::Pulse, atStart);
-        PerfLogCounter const timer("Work", Log::Pulse, 0);
-        capture.show(Log::Pulse, atEnd);
+TEST(PerfCounters, LogCounterWritesScopesThatReachItsThresholdInAnOpenChannel) {
+    struct Case {
+        std::int64_t frequency;
+        unsigned long thresholdMs;
+        std::int64_t ticks;
+        Lines lines;
+        LogItemSeverityLevel atStart = LogSev_Info;
+        LogItemSeverityLevel atEnd = LogSev_Info;
+        int readings = 2;
+        bool squelch = false;
     };
-    run(LogSev_Warning, LogSev_Info);
-    run(LogSev_Info, LogSev_Warning);
-    run(LogSev_Warning, LogSev_Warning);
-    EXPECT_EQ(capture.lines(), std::vector<LogLineSeen>{});
-    EXPECT_EQ(scripted::clock().counterReadings, 1) << "no clock is read while the channel is shut";
-    capture.logger().setBSquelchLogger(true);
-    run(LogSev_Info, LogSev_Info);
-    capture.logger().setBSquelchLogger(false);
-    EXPECT_EQ(capture.lines(), std::vector<LogLineSeen>{});
-    run(LogSev_Info, LogSev_Info);
-    EXPECT_EQ(capture.texts(Log::Pulse), Lines{"Work time=0.0000 ms"});
-    PerfLogCounter const outside("Work", static_cast<Log>(Log::Max + 5), 0);
+    for (Case const& c : {Case{10'000'000, 5, 49'999, {}},
+                          {10'000'000, 5, 50'000, {"Work time=5.0000 ms"}},
+                          {10'000'000, 5, 62'345, {"Work time=6.2345 ms"}},
+                          {10'000'000, 0, 0, {"Work time=0.0000 ms"}},
+                          // 214749 ms are more ticks than signed 32 bits hold, and so a negative threshold.
+                          {10'000'000, 214'748, 2'147'479'999, {}},
+                          {10'000'000, 214'749, 1, {"Work time=0.0001 ms"}},
+                          {0, 5, 4, {}},
+                          {0, 5, 5, {"Work time=5.0000 ms"}},
+                          {10'000'000, 0, 9, {}, LogSev_Warning, LogSev_Info, 0},
+                          {10'000'000, 0, 9, {}, LogSev_Info, LogSev_Warning, 1},
+                          {10'000'000, 0, 9, {}, LogSev_Info, LogSev_Info, 2, true}}) {
+        setFrequency(c.frequency);
+        scripted::clock().counterReadings = 0;
+        LogCapture capture;
+        capture.show(Log::Pulse, c.atStart);
+        {
+            PerfLogCounter const timer("Work", Log::Pulse, c.thresholdMs);
+            PerfLogCounter const outside("Work", static_cast<Log>(Log::Max + 5), 0);
+            scripted::clock().counter += c.ticks;
+            capture.show(Log::Pulse, c.atEnd);
+            capture.logger().setBSquelchLogger(c.squelch);
+        }
+        EXPECT_EQ(capture.texts(Log::Pulse), c.lines) << c.ticks;
+        EXPECT_EQ(scripted::clock().counterReadings, c.readings) << c.ticks;
+    }
     theLogger = nullptr;
     { PerfLogCounter const silent("Work", Log::Pulse, 0); }
-    theLogger = &capture.logger();
 }
 
 } // namespace
