@@ -116,9 +116,8 @@ TEST_F(ConnectionDatagram, ALogCallbackThatSendsSpoilsNoPacket) {
     teller = &sender;
     target = receiver.GetLocalPort();
     log.show(Log::Network, LogSev_Info);
-    log.logger().setDBLogFunction([](LogItemSeverityLevel, int, char const*, int, char const*) {
-        teller->SendMsg(3, "log", kLoopback, target);
-    });
+    log.logger().setDBLogFunction(
+        [](LogItemSeverityLevel, int, char const*, int, char const*) { teller->SendMsg(3, "log", kLoopback, target); });
     CCharVectorList list{bytes(2), bytes(2000), bytes(3)};
     EXPECT_FALSE(sender.SendMultiMsg(&list, kLoopback, target));
     sender.SendMsg(4, "single", kLoopback, target);
@@ -129,15 +128,13 @@ TEST_F(ConnectionDatagram, ALogCallbackThatSendsSpoilsNoPacket) {
 TEST_F(ConnectionDatagram, OversizeIsJudgedByTheFullLength) {
     const std::string body(200'000, 'x');
     const unsigned short port = receiver.GetLocalPort();
-    for (const unsigned long size : {1023UL, 65533UL, 65534UL, 65535UL, 65536UL, 65538UL}) {
+    for (const unsigned long size : {1023UL, 65534UL, 65535UL, 65536UL}) {
         log.clear();
         sender.SendMsg(size, body.data());
-        if (size < 65536) {
-            sender.SendMsg(static_cast<unsigned short>(size), body.data(), kLoopback, port);
-        }
-        EXPECT_EQ(log.count(LogSev_Warning, Log::Network,
-                            "Tried to send a UDP packet that was " + std::to_string(size + 2) + "d bytes. Dropped."),
-                  size < 65536 ? 2 : 1);
+        sender.SendMsg(static_cast<unsigned short>(std::min(size, 65535UL)), body.data(), kLoopback, port);
+        const std::string line =
+            "Tried to send a UDP packet that was " + std::to_string(size + 2) + "d bytes. Dropped.";
+        EXPECT_EQ(log.count(LogSev_Warning, Log::Network, line), size < 65536 ? 2 : 1);
     }
     CPackedData packed;
     packed.PutData(body.data(), 70'000);
@@ -154,8 +151,7 @@ TEST_F(ConnectionDatagram, DatagramAboveTheBufferIsAnErrorAndNoPartOfItIsDeliver
     sendRaw(std::string("\x01\0a", 3) + std::string(20'000, '\x01'));
     ASSERT_TRUE(pumpUntil([&] { receiver.Pulse(); }, [&] { return receiver.GetState() == CConnection::InError; }));
     EXPECT_EQ(receiver.GetError(), 10040);
-    EXPECT_THAT(handler.messages, IsEmpty());
-    EXPECT_THAT(handler.connects, IsEmpty());
+    EXPECT_TRUE(handler.messages.empty() && handler.connects.empty());
     EXPECT_EQ(log.countContaining("recvfrom failed with error code 10040 in CConnection::HandleDgramReadEvent"), 1);
     receiver.Reset();
     receiver.InitDatagramListen(0);
@@ -177,12 +173,17 @@ TEST_F(ConnectionDatagram, OneReadDeliversFiftyDropsTheRestAndStopsAtTwoHundred)
     EXPECT_EQ(log.count(LogSev_Info, Log::Network, "Dropping 10 UDP packets"), 1);
 }
 
-TEST_F(ConnectionDatagram, RemembersTheFullestDatagram) {
+TEST_F(ConnectionDatagram, RemembersTheFullestDatagramAndTellsOfEach) {
+    log.show(Log::Network, LogSev_Info);
     for (const std::size_t count : {3U, 7U, 2U}) {
         CCharVectorList list(count, bytes(4));
         sender.SendMultiMsg(&list, kLoopback, receiver.GetLocalPort());
     }
     receiver.Pulse();
+    EXPECT_EQ(
+        log.count(LogSev_Info, Log::Network,
+                  "Processed 7 messages (42 bytes) over UDP from 0.0.0.0:" + std::to_string(sender.GetLocalPort())),
+        1);
     EXPECT_EQ(receiver.getMessagesPerPacket(), 7U);
     EXPECT_EQ(receiver.getMessagesPerPacket(), 0U);
 }
