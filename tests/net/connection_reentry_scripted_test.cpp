@@ -42,6 +42,19 @@ Step limiting(int bytes) {
     return [bytes](ScriptedStream&) { CConnection::setOutboundSizeLimit(bytes); };
 }
 
+const Step kConnect = [](ScriptedStream& stream) {
+    net().onConnect(0);
+    stream.conn->Reset();
+    stream.conn->InitStream(kScriptedPeer.ip, kScriptedPeer.port);
+};
+const Step kLose = [](ScriptedStream& stream) { net().closePeer(stream.socket), kPulse(stream); };
+const Step kDatagrams = [](ScriptedStream& stream) {
+    stream.conn->Reset();
+    stream.conn->InitDatagramListen(7000);
+    net().deliverDatagram(stream.conn->GetSocket(), kScriptedPeer, frameOf("a") + frameOf("b"));
+    net().deliverDatagram(stream.conn->GetSocket(), kScriptedPeer, frameOf("c"));
+};
+
 /// Takes the steps for as long as there is an open connection.
 void live(ScriptedStream& stream, const std::vector<Step>& steps) {
     for (const Step& step : steps) {
@@ -61,26 +74,14 @@ TEST(ConnectionReentry, AHandlerMayDeleteResetReopenOrPumpInEveryCall) {
         CConnection::State untouched;
         std::vector<Step> steps;
     };
-    const Step connect = [](ScriptedStream& stream) {
-        net().onConnect(0);
-        stream.conn->Reset();
-        stream.conn->InitStream(kScriptedPeer.ip, kScriptedPeer.port);
-    };
-    const Step lose = [](ScriptedStream& stream) { net().closePeer(stream.socket), kPulse(stream); };
-    const Step datagrams = [](ScriptedStream& stream) {
-        stream.conn->Reset();
-        stream.conn->InitDatagramListen(7000);
-        net().deliverDatagram(stream.conn->GetSocket(), kScriptedPeer, frameOf("a") + frameOf("b"));
-        net().deliverDatagram(stream.conn->GetSocket(), kScriptedPeer, frameOf("c"));
-    };
     using Handler = RecordingHandler;
     const std::vector<Scene> scenes{
         {&Handler::inMessage, 1, 1, 2, CConnection::Connected, {kReceiveTwo}},
         {&Handler::inMessage, 2, 2, 2, CConnection::Connected, {kNoTime, kReceiveTwo, kPreprocess}},
-        {&Handler::inMessage, 1, 1, 3, CConnection::Datagram, {datagrams, kEvent}},
+        {&Handler::inMessage, 1, 1, 3, CConnection::Datagram, {kDatagrams, kEvent}},
         {&Handler::inCheck, 1, 0, 2, CConnection::Connected, {kReceiveTwo}},
-        {&Handler::inConnect, 1, 0, 0, CConnection::Connected, {connect, kEvent}},
-        {&Handler::inConnect, 1, 0, 0, CConnection::Idle, {lose}},
+        {&Handler::inConnect, 1, 0, 0, CConnection::Connected, {kConnect, kEvent}},
+        {&Handler::inConnect, 1, 0, 0, CConnection::Idle, {kLose}},
         {&Handler::inError, 1, 0, 0, CConnection::Connected, {limiting(1), sending(3), kPreprocess}},
         {&Handler::inError, 1, 0, 0, CConnection::Connected, {sending(3), kWriteBlocked, kWriteBlocked}},
     };
