@@ -71,6 +71,13 @@ TEST_F(ConnectionInbound, GrowsOnlyToTheFrameThatDoesNotFit) {
     }
 }
 
+TEST_F(ConnectionInbound, AFrameThatWouldEndOneByteBehindTheBufferIsMoved) {
+    const std::string body(19996, 'b');
+    receive(frameOf("a") + frameOf(body).substr(0, 9000));
+    receive(frameOf(body).substr(9000));
+    EXPECT_THAT(handler.messages, ElementsAre("a", body));
+}
+
 TEST_F(ConnectionInbound, AnAnnouncementOfFourGigabytesIsAskedInFullAndTouchesNothing) {
     const std::string announcement = "\xFD\xFF\xFF\xFF\xFF\xFF";
     handler.largestFrame = 1'000'000;
