@@ -26,7 +26,8 @@ public:
     void clearBytes(int count);
     /// `CFifoBuffer::clear` with warnings.
     void clear();
-    /// Appends a message of `size` bytes behind its size as two bytes, if both fit into the last block; else nothing.
+    /// Appends a message of `size` bytes behind its size as two bytes, if both fit into the last block and
+    /// the message has at most `kCopyPiece` bytes; else nothing.
     bool appendIfRoom(std::uint16_t size, const char* data) {
         BufferBundle* const last = m_tail != nullptr ? m_tail : m_head;
         if (last == nullptr) {
@@ -34,14 +35,14 @@ public:
         }
         const std::int32_t total = std::int32_t{sizeof size} + size;
         const std::int32_t end = last->used + (last == m_head ? m_readOffset : 0);
-        if (total > last->capacity - end || total > INT32_MAX - m_byteCount) {
+        if (size > kCopyPiece || total > last->capacity - end || total > INT32_MAX - m_byteCount) {
             return false;
         }
         char* const target = last->data() + end;
         little_endian::store(target, size);
-        // An empty message may come without an address, which may not be copied from.
+        // An empty message may come without an address, which may not be copied from. memmove as in `append`.
         if (size != 0) {
-            std::memcpy(target + sizeof size, data, size);
+            std::memmove(target + sizeof size, data, size);
         }
         last->used += total;
         m_byteCount += total;
