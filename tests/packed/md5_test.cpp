@@ -1,11 +1,9 @@
 // tests/packed/md5_test.cpp: MD5 against the vectors of RFC 1321 and against itself in pieces.
-#include "sharedlib/packed/md5.h"
 #include "tests/support/packed_data_fixture.h"
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
-#include <gtest/gtest.h>
 #include <memory>
-#include <string>
 
 namespace {
 

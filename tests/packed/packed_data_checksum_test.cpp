@@ -1,10 +1,7 @@
 // tests/packed/packed_data_checksum_test.cpp: the digest at the end of a message.
-#include "sharedlib/packed/packed_data.h"
 #include "tests/support/failing_alloc.h"
 #include "tests/support/packed_data_fixture.h"
-#include <gtest/gtest.h>
 #include <memory>
-#include <string>
 
 namespace {
 

@@ -1,9 +1,5 @@
 // tests/packed/packed_data_dump_test.cpp: how a message looks in the log.
-#include "sharedlib/packed/packed_data.h"
 #include "tests/support/packed_data_fixture.h"
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -72,9 +68,6 @@ TEST_F(PackedDataDump, WithoutTagsOrBehindAShutGateThereIsLittleToSay) {
     EXPECT_EQ(dumped(data), Texts{"CPackedData - 128 bytes avail; 5 bytes used; GetFrom 0; PutTo 5"});
     m_log.show(Log::Generic, LogSev_Warning);
     EXPECT_EQ(dumped(data), Texts{});
-    theLogger = nullptr;
-    data.dump();
-    theLogger = &m_log.logger();
 }
 
 TEST_F(PackedDataDump, FirstReadErrorOfATaggedMessageDumpsItOnce) {

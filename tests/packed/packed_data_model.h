@@ -14,8 +14,8 @@ struct PackedDataModel {
         raw(value, size);
     }
     void PutString(const std::string& text) {
-        begin(0x69);
         const auto length = static_cast<std::int16_t>(std::strlen(text.c_str()));
+        begin(0x69);
         testPutGrowth(std::max<int>(length, 0) + 2);
         raw(static_cast<std::uint16_t>(length), 2);
         bytes(text.substr(0, static_cast<std::size_t>(std::max<int>(length, 0))));
@@ -30,7 +30,6 @@ struct PackedDataModel {
             bytes({data, static_cast<std::size_t>(length)});
         }
     }
-    void PutMagic() { put(0x3C02, 2, 0x70); }
     void putSizeAtOffset(std::size_t offset) {
         const std::size_t used = m_used;
         const std::size_t end = m_put;
@@ -75,10 +74,6 @@ struct PackedDataModel {
         beginRead(0x68);
         m_get += m_debug ? 4 : 0;
         m_get += checkBounds(length) ? static_cast<std::size_t>(length) : 0;
-    }
-    void GetMagic() {
-        beginRead(0x70);
-        m_readError = take(2) != 0x3C02 || m_readError;
     }
     bool checkBounds(int length) const { return length >= 0 && m_get + static_cast<std::size_t>(length) <= m_used; }
     std::string message() const { return m_bytes.substr(0, m_used); }
