@@ -12,7 +12,8 @@ TEST(AdaptersContract, ListsAddressesThatASocketCanBindAndStopsWhereThereIsNoRoo
     all.resize(platform::listLocalAddresses(all.data(), all.size()));
     EXPECT_NE(std::ranges::find(all, kLoopbackIp), all.end());
     for (std::size_t room = 0; room < all.size(); ++room) {
-        EXPECT_EQ(platform::bindSocket(OwnedSocket(platform::SocketKind::Datagram), {all[room], 0}), 0) << all[room];
+        const OwnedSocket socket(platform::openSocket(platform::SocketKind::Datagram).socket);
+        EXPECT_EQ(platform::bindSocket(socket, {all[room], 0}), 0) << all[room];
         std::vector<std::uint32_t> some(all.size(), kUntouched);
         EXPECT_EQ(platform::listLocalAddresses(some.data(), room), room);
         EXPECT_TRUE(std::equal(some.begin(), some.begin() + static_cast<std::ptrdiff_t>(room), all.begin()));

@@ -9,7 +9,7 @@ struct ListenerTest : testing::Test {
     void open(CListener& which) { ASSERT_EQ(which.Init(&accepted, kLoopback, 0, false), 0); }
     void connectTo(const CListener& which, int count) {
         for (int i = 0; i < count; ++i) {
-            clients.emplace_back(platform::SocketKind::Stream);
+            clients.emplace_back(platform::openSocket(platform::SocketKind::Stream).socket);
             EXPECT_EQ(platform::connectSocket(clients.back(), {kLoopbackIp, which.GetPort()}), 0);
         }
     }
@@ -27,7 +27,6 @@ TEST_F(ListenerTest, AcceptsEverythingPendingInOnePulse) {
     listener.Pulse();
     EXPECT_EQ(listener.GetAcceptedCount(), 0U) << "nobody to give the connection to";
     listener.Reset();
-    EXPECT_EQ(listener.GetEventHandle(), nullptr);
     open(listener);
     EXPECT_EQ(listener.GetAddress(), kLoopback);
     connectTo(listener, 3);
@@ -35,29 +34,25 @@ TEST_F(ListenerTest, AcceptsEverythingPendingInOnePulse) {
     ASSERT_EQ(WaitForEvents(&event, 1, 5000), 0);
     listener.HandleEvent();
     listener.Pulse();
-    EXPECT_EQ(accepted.connections.size(), 3U);
+    ASSERT_EQ(accepted.connections.size(), 3U);
     EXPECT_EQ(listener.GetAcceptedCount(), 3U);
-    EXPECT_EQ(accepted.connections[0]->GetState(), CConnection::Connected);
     EXPECT_EQ(accepted.connections[0]->GetConnectedIp(), kLoopback);
     EXPECT_EQ(WaitForEvents(&event, 1, 0), -1);
-    CListener copy(listener);
-    EXPECT_EQ(copy.GetEventHandle(), nullptr);
-    EXPECT_EQ(copy.GetPort(), listener.GetPort());
-    open(copy);
-    copy = listener;
-    EXPECT_EQ(copy.GetEventHandle(), nullptr);
-    const CListener& self = listener;
-    listener = self;
-    EXPECT_EQ(listener.GetEventHandle(), event);
 }
 
-TEST_F(ListenerTest, TakenPortIsRefusedOrSearchedUpward) {
+TEST_F(ListenerTest, CopiesAreClosedAndTakenPortsRefusedOrSearchedUpward) {
     open(listener);
-    CListener second;
-    EXPECT_EQ(second.Init(&accepted, kLoopback, listener.GetPort(), false), 10048);
-    EXPECT_EQ(second.GetEventHandle(), nullptr);
-    EXPECT_EQ(second.Init(&accepted, kLoopback, listener.GetPort(), true), 0);
-    EXPECT_LT(static_cast<unsigned short>(second.GetPort() - listener.GetPort() - 1), 999);
+    const CListener& original = listener;
+    listener = original;
+    CListener copy(original);
+    EXPECT_EQ(copy.GetEventHandle(), nullptr);
+    EXPECT_EQ(copy.Init(&accepted, kLoopback, copy.GetPort(), false), 10048);
+    EXPECT_EQ(copy.GetEventHandle(), nullptr);
+    EXPECT_EQ(copy.Init(&accepted, kLoopback, copy.GetPort(), true), 0);
+    EXPECT_LT(static_cast<unsigned short>(copy.GetPort() - listener.GetPort() - 1), 999);
+    copy = original;
+    EXPECT_EQ(copy.GetEventHandle(), nullptr);
+    EXPECT_EQ(copy.GetPort(), listener.GetPort());
 }
 
 TEST_F(ListenerTest, RestartsOnItsPortWhileOldConnectionsLinger) {
