@@ -102,18 +102,19 @@ TEST_F(LogFileTest, FileMovesIntoANewOutputFolder) {
 }
 
 TEST_F(LogFileTest, LinesAreLostWhileMemoryIsExhaustedAndNoneAfterwards) {
+    m_folder.makeFolder("logs");
     bool failed = true;
     for (int allocation = 1; failed; ++allocation) {
         const auto logger = makeLogger();
-        // The first opening, and then a move.
-        for (const char* prefix : {"Server", "Zone"}) {
-            logger->setFilePrefix(prefix);
+        // The first opening, and then a move to another folder and its folder of logs.
+        for (const char* folder : {"", "\\logs"}) {
+            SetOutputPath((m_folder.library() + folder).c_str());
             const FailingAlloc memory(allocation);
             EXPECT_NO_THROW(logger->syslog(LogSev_Info, Log::Generic, "perhaps"));
             failed = memory.failed();
         }
         log(*logger, "kept");
-        EXPECT_TRUE(m_folder.read("logs/" + nameIn(*logger)).ends_with("kept\r\n"));
+        EXPECT_TRUE(m_folder.read("logs/logs/" + nameIn(*logger)).ends_with("kept\r\n"));
     }
 }
 
