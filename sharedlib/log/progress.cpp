@@ -28,6 +28,9 @@ CProgress::CProgress() : m_parent(s_innermost) {
 }
 
 CProgress& CProgress::operator=(CProgress const& other) {
+    if (this == &other) {
+        return *this;
+    }
     m_start = other.m_start;
     m_range = other.m_range;
     m_value = other.m_value;

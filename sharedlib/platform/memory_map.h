@@ -12,9 +12,6 @@ namespace platform {
 /// means for that. Never waits.
 int openAlone(const char* path, File& file);
 
-/// The size of an open file in bytes.
-int measureFile(const File& file, std::int64_t& size);
-
 /// Prepares the mapping of the first `size` bytes (at least 1) of a file; a system that needs a handle for it keeps it
 /// in `mapping`, which lives as long as the view. Fails for a file that is larger than the address space.
 int createMapping(const File& file, std::int64_t size, File& mapping);

@@ -1,12 +1,10 @@
 // sharedlib/platform/posix/memory_map.cpp: whole files as memory.
 #include "sharedlib/platform/memory_map.h"
+#include "sharedlib/platform/file_reading.h"
 #include <cerrno>
 #include <cstddef>
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace platform {
 
@@ -25,34 +23,14 @@ int lockAlone(int descriptor) {
 
 int openAlone(const char* path, File& file) {
     File opened;
-    do {
-        // Non-blocking, because opening a pipe would wait for its writer.
-        opened.handle = ::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    } while (!opened.isOpen() && errno == EINTR);
-    if (!opened.isOpen()) {
-        return errno;
+    int error = openForReading(path, opened);
+    if (error == 0) {
+        error = lockAlone(static_cast<int>(opened.handle));
     }
-    struct stat status {};
-    if (::fstat(static_cast<int>(opened.handle), &status) != 0) {
-        return errno;
+    if (error == 0) {
+        file = std::move(opened);
     }
-    if (!S_ISREG(status.st_mode)) {
-        return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    }
-    if (const int error = lockAlone(static_cast<int>(opened.handle)); error != 0) {
-        return error;
-    }
-    file = std::move(opened);
-    return 0;
-}
-
-int measureFile(const File& file, std::int64_t& size) {
-    struct stat status {};
-    if (::fstat(static_cast<int>(file.handle), &status) != 0) {
-        return errno;
-    }
-    size = status.st_size;
-    return 0;
+    return error;
 }
 
 int createMapping(const File& /*file*/, std::int64_t size, File& /*mapping*/) {
