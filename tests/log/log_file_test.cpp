@@ -103,18 +103,24 @@ TEST_F(LogFileTest, FileMovesIntoANewOutputFolder) {
 
 TEST_F(LogFileTest, LinesAreLostWhileMemoryIsExhaustedAndNoneAfterwards) {
     m_folder.makeFolder("logs");
-    bool failed = true;
-    for (int allocation = 1; failed; ++allocation) {
-        const auto logger = makeLogger();
-        // The first opening, and then a move to another folder and its folder of logs.
-        for (const char* folder : {"", "\\logs"}) {
-            SetOutputPath((m_folder.library() + folder).c_str());
-            const FailingAlloc memory(allocation);
-            EXPECT_NO_THROW(logger->syslog(LogSev_Info, Log::Generic, "perhaps"));
-            failed = memory.failed();
+    // The first opening, and then a move to another folder and its folder of logs.
+    for (const std::string folder : {"", "logs/"}) {
+        bool failed = true;
+        for (int allocation = 1; failed; ++allocation) {
+            SetOutputPath(m_folder.library().c_str());
+            const auto logger = makeLogger();
+            if (!folder.empty()) {
+                log(*logger, "first");
+                SetOutputPath(m_folder.library("logs").c_str());
+            }
+            {
+                const FailingAlloc memory(allocation);
+                EXPECT_NO_THROW(logger->syslog(LogSev_Info, Log::Generic, "perhaps"));
+                failed = memory.failed();
+            }
+            log(*logger, "kept");
+            EXPECT_TRUE(m_folder.read("logs/" + folder + nameIn(*logger)).ends_with("kept\r\n"));
         }
-        log(*logger, "kept");
-        EXPECT_TRUE(m_folder.read("logs/logs/" + nameIn(*logger)).ends_with("kept\r\n"));
     }
 }
 
