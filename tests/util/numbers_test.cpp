@@ -55,11 +55,23 @@ TEST(Numbers, LongUnsignedTextIsParsedInTwoParts) {
 }
 
 TEST(Numbers, ParsersAgreeWithTheCLibrary) {
-    std::string const zeros(700, '0');
-    std::vector<std::string> texts{"", "  -42abc", "\t\n\v\f\r +7.5x", "- 5", "\xa0 5",
-                                   // Out of range, or not, only because of the number of digits.
-                                   std::string(400, '9') + 'x', std::string(700, '9') + "e-380",
-                                   "-0." + zeros + "1e+370", "0x0." + zeros + "1p1500", "0." + zeros + "1e701"};
+    std::vector<std::string> texts{"", "  -42abc", "\t\n\v\f\r +7.5x", "- 5", "\xa0 5"};
+    // Out of range, or not, only because of the number of digits.
+    struct {
+        char const* front;
+        std::size_t count;
+        char digit;
+        char const* back;
+    } const longTexts[] = {{"", 400, '9', "x"},
+                           {"", 700, '9', "e-380"},
+                           {"-0.", 700, '0', "1e+370"},
+                           {"0x0.", 700, '0', "1p1500"},
+                           {"0.", 700, '0', "1e701"}};
+    for (auto const& [front, count, digit, back] : longTexts) {
+        std::string text(front);
+        text.append(count, digit).append(back);
+        texts.push_back(text);
+    }
     std::istringstream words(
         "0x10 007 9223372036854775807 9223372036854775808 -9223372036854775808 -9223372036854775809 --5 +-5 "
         ". - -.5 5. 1e 1e+ 1.5e3 1E-3 1d5 0x1.8p1 -0x10 0x.8 0x 0xg nan inf -Infinity 1e400 -1e400 1e-400 -1e-400 "
