@@ -1,4 +1,4 @@
-# The library: two object libraries, and the shared and the static library made of both.
+# The library: three object libraries, and the shared and the static library made of all three.
 find_package(Threads REQUIRED)
 
 if(WIN32)
@@ -43,14 +43,18 @@ string(REGEX REPLACE "[^A-Za-z0-9._@-]" "_" build_user "${SHAREDLIB_BUILD_USER}"
 set_source_files_properties(sharedlib/util/version.cpp PROPERTIES COMPILE_DEFINITIONS
   "SHAREDLIB_BUILD_MACHINE=\"${build_machine}\";SHAREDLIB_BUILD_USER=\"${build_user}\"")
 sharedlib_objects(sharedlib_platform ${SHAREDLIB_PLATFORM_SOURCES})
+sharedlib_crash_objects(sharedlib_crash_service ${SHAREDLIB_CRASH_SERVICE})
+target_link_libraries(sharedlib_crash_service PRIVATE ${SHAREDLIB_CRASH_LIBRARY})
 
 function(sharedlib_library name kind)
-  add_library(${name} ${kind} $<TARGET_OBJECTS:sharedlib_core> $<TARGET_OBJECTS:sharedlib_platform>)
+  add_library(${name} ${kind} $<TARGET_OBJECTS:sharedlib_core> $<TARGET_OBJECTS:sharedlib_platform>
+    $<TARGET_OBJECTS:sharedlib_crash_service>)
   add_library(SharedLib::${name} ALIAS ${name})
   target_include_directories(${name} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_compile_features(${name} PUBLIC cxx_std_20)
-  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:sharedlib_compile> Threads::Threads ${CMAKE_DL_LIBS})
+  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:sharedlib_compile> ${SHAREDLIB_CRASH_LIBRARY}
+    Threads::Threads ${CMAKE_DL_LIBS})
   set_target_properties(${name} PROPERTIES OUTPUT_NAME SharedLib EXPORT_NAME ${name})
 endfunction()
 sharedlib_library(SharedLib SHARED)

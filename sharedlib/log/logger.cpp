@@ -2,6 +2,7 @@
 #include "sharedlib/log/logger.h"
 #include "sharedlib/log/internal/log_file.h"
 #include "sharedlib/log/internal/recursive_lock.h"
+#include "sharedlib/platform/crash_service.h"
 #include "sharedlib/platform/message_pipe.h"
 
 Logger* theLogger = nullptr;
@@ -36,6 +37,8 @@ Logger::~Logger() {
     m_files.clear();
     platform::closeMessagePipe(m_pipe);
     m_sentryInitialized = false;
+    // Also when this logger never started it.
+    platform::stopCrashService();
 }
 
 void Logger::syslog(LogItemSeverityLevel severity, int channel, char const* format, ...) {

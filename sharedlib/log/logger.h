@@ -34,9 +34,9 @@ enum LogLocation : std::int32_t {
     LogLocation_Pipe = 16
 };
 
-/// Takes log lines and hands each to the outputs that are on: debugger, console callback, log file, database callback
-/// and pipe callback, in this order; Fatal and Assert lines also raise a modal error dialog that blocks the calling
-/// thread, so a server calls `setUseDialogs(false)`.
+/// Takes log lines and hands each to the outputs that are on: crash service, debugger, console callback, log file,
+/// database callback and pipe callback, in this order; Fatal and Assert lines also raise a modal error dialog that
+/// blocks the calling thread, so a server calls `setUseDialogs(false)`.
 ///
 /// Every operation is safe in any thread unless it says otherwise, and none reports an error; what cannot be written is
 /// lost. A log call throws nothing of its own, but an exception that a host's callback throws passes through it. Those
@@ -52,7 +52,8 @@ public:
     /// means "" for both. Every channel writes Warning and worse, Generic writes everything and without its name. No
     /// file is opened before its first line.
     Logger(char const* filePrefix, char const* logDirName);
-    /// Closes the files and the pipe. No other thread may use the logger any more, and `theLogger` must not name it.
+    /// Closes the files and the pipe, and ends the crash service, also one that another logger started. No other thread
+    /// may use the logger any more, and `theLogger` must not name it.
     virtual ~Logger();
     Logger(Logger const&) = delete;
     Logger& operator=(Logger const&) = delete;
@@ -83,7 +84,7 @@ public:
     /// Whether the file lines of `channel` begin with a time stamp.
     void SetConditionalDateFlag(int channel, bool dateFlag);
     /// Whether the lines of `channel` from Fatal to Warning begin with "ERROR " or "WARNING ". Only then are errors
-    /// flushed at once in any case.
+    /// flushed at once in any case and sent to the crash service.
     void SetConditionalLevelFlag(int channel, bool levelFlag);
     /// Whether the lines of `channel` carry the channel's name.
     void SetConditionalNameFlag(int channel, bool nameFlag);
@@ -140,6 +141,14 @@ public:
     /// that.
     void* getPipe() const noexcept;
 
+    /// Connects the logger to the crash and event reporting service at the address `dsn`, which gets "http://" in front
+    /// unless it contains that. From then on each line of severity Fatal, Assert and Error is also sent to the service,
+    /// before any other output and while the location mask is not 0, if its channel's level flag is on. The service
+    /// keeps its data in the folder ".sentry-native/" with the process id below the working directory. When it cannot
+    /// start, and always when the library was built without it, nothing is sent and nothing is logged about that. Once,
+    /// before other threads log. See docs/crash_reports.md.
+    void initializeSentry(std::string dsn);
+
 protected:
     /// Composes the line and hands it to the outputs in `mask` (bits of `LogLocation`). The channel's level is tested.
     void logIt(unsigned long mask, LogItemSeverityLevel severity, int channel, char const* format,
@@ -160,7 +169,9 @@ private:
     }
     bool admits(LogItemSeverityLevel severity, int channel) const noexcept;
     unsigned long locations(unsigned long outputs) const noexcept;
+    static int reportLevel(LogItemSeverityLevel severity) noexcept;
     bool applySettings(LogLine& line) const;
+    void reportToCrashService(LogLine const& line) const;
     void writeToDebugger(LogLine const& line);
     void callBack(std::atomic<LogFunction> const& function, LogLine const& line);
     void writeToFile(LogLine const& line);

@@ -54,6 +54,9 @@ void Logger::logIt(unsigned long mask, LogItemSeverityLevel severity, int channe
         return;
     }
     appendMessage(line, format, args);
+    if (mask != 0) {
+        reportToCrashService(line);
+    }
     if ((mask & LogLocation_Debugger) != 0) {
         writeToDebugger(line);
     }
@@ -87,6 +90,7 @@ bool Logger::applySettings(LogLine& line) const {
     if (settings.m_levelFlag.load(std::memory_order_relaxed)) {
         line.append(levelWord(line.severity));
         line.isError = line.severity >= LogSev_Fatal && line.severity <= LogSev_Error;
+        line.reportLevel = reportLevel(line.severity);
     }
     if (settings.m_nameFlag.load(std::memory_order_relaxed)) {
         line.append(settings.m_prefix);

@@ -20,6 +20,8 @@ struct LogLine {
     LogFile* file = nullptr;
     bool dateFlag = true;
     bool isError = false;
+    /// The crash service's number for the severity, 0 when the line has none.
+    int reportLevel = 0;
     std::size_t prefixLength = 0;
     std::size_t length = 0;
     /// Ends with a zero byte once the message is formatted.
