@@ -103,6 +103,9 @@ int spawnWithLoggedOutput(char const* program, char* commandLine) {
     if (int const error = platform::takeExitCode(child, code); error != 0) {
         return describeFailure(error);
     }
+    // The scope ends last: what its window does is the host's.
+    child = platform::Child();
+    pipe = platform::OutputPipe();
     // A run is no error, whatever the system's calls inside it said.
     platform::setLastError(errorBefore);
     return code;

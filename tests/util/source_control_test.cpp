@@ -31,7 +31,7 @@ protected:
         if (!std::filesystem::exists(m_folder.native("calls"))) {
             return "";
         }
-        const std::string all = m_folder.read("calls");
+        std::string all = m_folder.read("calls");
         std::filesystem::remove(m_folder.native("calls"));
         return all;
     }
