@@ -16,12 +16,16 @@ inline std::string textOf(const char* bytes, std::size_t length) {
 } // namespace
 
 std::string CPackedData::GetString() const {
-    const std::uint32_t start = m_getIndex + sizeof(std::uint16_t);
-    if (start < m_readLimit.plain) {
-        const auto length = little_endian::load<std::uint16_t>(readData() + m_getIndex);
-        if (length <= INT16_MAX && start + length < m_readLimit.plain) {
+    const char* const data = readData();
+    const std::uint32_t afterLength = m_getIndex + sizeof(std::uint16_t);
+    const bool plain = afterLength < m_readLimit.plain;
+    if (plain || (afterLength + 1 < m_readLimit.tagged && data[m_getIndex] == static_cast<char>(kString))) {
+        const std::uint32_t start = afterLength + (plain ? 0 : 1);
+        const std::uint32_t limit = plain ? m_readLimit.plain : m_readLimit.tagged;
+        const auto length = little_endian::load<std::uint16_t>(data + start - sizeof(std::uint16_t));
+        if (length <= INT16_MAX && start + length < limit) {
             m_getIndex = start + length;
-            return textOf(readData() + start, length);
+            return textOf(data + start, length);
         }
     }
     beginRead(kString);

@@ -153,14 +153,18 @@ bool CPackedData::putBlob(const void* source, int length) {
 
 void CPackedData::putText(const char* text, std::size_t bytes) {
     const std::uint64_t end = std::uint64_t{m_putIndex} + sizeof(std::uint16_t) + bytes;
-    if (end >= m_writeLimit.plain || bytes > INT16_MAX) {
+    const bool plain = end < m_writeLimit.plain;
+    if (bytes > INT16_MAX || (!plain && end + 1 >= m_writeLimit.tagged)) {
         // The length field has 16 bits and is read back as signed.
         return putTextRare(text, static_cast<std::int16_t>(bytes & 0xFFFF));
     }
-    char* const to = writeData() + m_putIndex;
+    char* to = writeData() + m_putIndex;
+    if (!plain) {
+        *to++ = static_cast<char>(kString);
+    }
     little_endian::store(to, static_cast<std::uint16_t>(bytes));
     short_text::copy(to + sizeof(std::uint16_t), text, bytes);
-    m_putIndex = static_cast<std::uint32_t>(end);
+    m_putIndex = static_cast<std::uint32_t>(end) + (plain ? 0 : 1);
 }
 
 void CPackedData::putTextRare(const char* text, std::int16_t length) {
