@@ -69,11 +69,11 @@ TEST_F(LoggerCrash, ErrorsAreSentWithTheirChannelAndTheRestIsNot) {
 TEST_F(LoggerCrash, LevelFlagMaskAndConnectionDecide) {
     const auto unconnected = makeLogger("", "S");
     log(*unconnected, "never connected", LogSev_Fatal);
+    EXPECT_EQ(calls(), Names{});
     sentryRecording().initResult = 1;
-    unconnected->initializeSentry("refused");
-    calls();
+    unconnected->initializeSentry("k@host/1");
     log(*unconnected, "refused", LogSev_Error);
-
+    EXPECT_EQ(calls().size(), 1U);
     sentryRecording().initResult = 0;
     const auto logger = connected();
     log(*logger, "outside the table", LogSev_Fatal, 500);
@@ -102,11 +102,12 @@ TEST_F(LoggerCrash, LevelFlagMaskAndConnectionDecide) {
 TEST_F(LoggerCrash, ReportComesBeforeAnyOtherOutputAndHoldsNoLock) {
     const auto logger = connected();
     logger->setUseDialogs(true);
+    std::future<void> other;
     sentryRecording().whileCapturing = [&] {
         EXPECT_EQ(m_dialog.shown, Names{});
         EXPECT_EQ(m_folder.names(), Names{});
         log(*logger, "the service's own trouble: dropped", LogSev_Error);
-        auto other = std::async(std::launch::async, [&] { log(*logger, "another thread"); });
+        other = std::async(std::launch::async, [&] { log(*logger, "another thread"); });
         EXPECT_EQ(other.wait_for(std::chrono::seconds(5)), std::future_status::ready);
     };
     logger->SetConditionalDateFlag(Log::Network, false);
