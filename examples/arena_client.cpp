@@ -1,9 +1,10 @@
 // examples/arena_client.cpp: many players of the arena in one process.
 //
-// Usage: arena_client [--server HOST:PORT] [--players N] [--name NAME] [--other-table]
+// Usage: arena_client [--server HOST:PORT] [--players N] [--name NAME] [--no-udp] [--other-table]
 //   --server HOST:PORT  the arena (127.0.0.1:7400)
 //   --players N         how many players connect (50)
 //   --name NAME         what their names begin with
+//   --no-udp            moves and snapshots go over TCP like everything else
 //   --other-table       be built with other remote calls than the server, to see that the game is refused
 //
 // Plays until the server ends the game or SIGINT comes. Ends with 0 if every player left in order, 3 if the server's
@@ -28,20 +29,20 @@ using namespace std::chrono_literals;
 using arena::Bot;
 using arena::BotResult;
 using arena::Clock;
+using arena::EventTarget;
 
 struct Options {
     std::string server = "127.0.0.1:7400";
     int players = 50;
     std::string name = "client";
+    bool datagrams = true;
     bool otherTable = false;
 };
 
 bool parse(int argc, char** argv, Options& options) {
-    const option known[] = {{"server", required_argument, nullptr, 's'},
-                            {"players", required_argument, nullptr, 'n'},
-                            {"name", required_argument, nullptr, 'm'},
-                            {"other-table", no_argument, nullptr, 'o'},
-                            {nullptr, 0, nullptr, 0}};
+    const option known[] = {{"server", required_argument, nullptr, 's'}, {"players", required_argument, nullptr, 'n'},
+                            {"name", required_argument, nullptr, 'm'},   {"no-udp", no_argument, nullptr, 'u'},
+                            {"other-table", no_argument, nullptr, 'o'},  {nullptr, 0, nullptr, 0}};
     for (int found = 0; (found = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
         switch (found) {
         case 's':
@@ -52,6 +53,9 @@ bool parse(int argc, char** argv, Options& options) {
             break;
         case 'm':
             options.name = optarg;
+            break;
+        case 'u':
+            options.datagrams = false;
             break;
         case 'o':
             options.otherTable = true;
@@ -70,8 +74,9 @@ public:
         for (int index = 0; index < options.players; ++index) {
             const std::string name = options.name + " player " + std::to_string(index + 1);
             const auto seed = static_cast<std::uint32_t>(std::hash<std::string>{}(name));
-            m_bots.push_back(std::make_unique<Bot>(options.server, name, seed));
-            m_poller.add(m_bots.back()->connection().GetEventHandle(), m_bots.back().get());
+            m_bots.push_back(
+                std::make_unique<Bot>(options.server, name, seed, options.datagrams ? &m_poller : nullptr));
+            m_poller.add(m_bots.back()->connection().GetEventHandle(), static_cast<EventTarget*>(m_bots.back().get()));
         }
     }
 
@@ -113,7 +118,7 @@ public:
 
 private:
     static constexpr int kFramesPerSecond = 30;
-    static constexpr int kFramesPerMove = kFramesPerSecond / Bot::kMovesPerSecond;
+    static constexpr int kFramesPerTurn = kFramesPerSecond / Bot::kTurnsPerSecond;
     static constexpr auto kFrame = std::chrono::duration_cast<Clock::duration>(1s) / kFramesPerSecond;
 
     void moveOn(std::size_t index) {
@@ -123,7 +128,7 @@ private:
         }
         // Not all in the same frame, so that the server gets an even load.
         const int turn = m_frame + static_cast<int>(index);
-        if (turn % kFramesPerMove == 0) {
+        if (turn % kFramesPerTurn == 0) {
             bot.play();
         }
         if (turn % kFramesPerSecond == 0) {
@@ -139,7 +144,7 @@ private:
             const int count = m_poller.wait(signalled.data(), static_cast<int>(signalled.size()),
                                             static_cast<unsigned long>(timeout.count()));
             for (int index = 0; index < count; ++index) {
-                static_cast<Bot*>(signalled[static_cast<std::size_t>(index)])->handleEvent();
+                static_cast<EventTarget*>(signalled[static_cast<std::size_t>(index)])->handleEvent();
             }
         }
     }
@@ -180,7 +185,8 @@ int playToTheEnd(const Options& options) {
 int main(int argc, char** argv) {
     Options options;
     if (!parse(argc, argv, options)) {
-        std::fputs("usage: arena_client [--server HOST:PORT] [--players N] [--name NAME] [--other-table]\n", stderr);
+        std::fputs("usage: arena_client [--server HOST:PORT] [--players N] [--name NAME] [--no-udp] [--other-table]\n",
+                   stderr);
         return 2;
     }
     arena::watchForInterrupt();

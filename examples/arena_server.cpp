@@ -1,10 +1,11 @@
 // examples/arena_server.cpp: the arena's server, a host program with everything that a server needs.
 //
-// Usage: arena_server [--port P] [--port-file FILE] [--players N] [--seconds S]
+// Usage: arena_server [--port P] [--port-file FILE] [--players N] [--seconds S] [--no-udp]
 //   --port P          first port to try (7400); the next free one above it is taken
 //   --port-file FILE  the port that was taken is written there
 //   --players N       players that must come, play and leave in order (0: as many as come)
 //   --seconds S       length of the game (15)
+//   --no-udp          moves and snapshots go over TCP like everything else
 //
 // Ends with "arena: OK" and 0 only if every check held, else with "arena: FAILED" and 1. SIGINT ends the game early.
 #include "examples/arena/host.h"
@@ -30,14 +31,14 @@ struct Options {
     std::string portFile;
     std::size_t players = 0;
     int seconds = 15;
+    bool datagrams = true;
 };
 
 bool parse(int argc, char** argv, Options& options) {
-    const option known[] = {{"port", required_argument, nullptr, 'p'},
-                            {"port-file", required_argument, nullptr, 'f'},
-                            {"players", required_argument, nullptr, 'n'},
-                            {"seconds", required_argument, nullptr, 's'},
-                            {nullptr, 0, nullptr, 0}};
+    const option known[] = {
+        {"port", required_argument, nullptr, 'p'},    {"port-file", required_argument, nullptr, 'f'},
+        {"players", required_argument, nullptr, 'n'}, {"seconds", required_argument, nullptr, 's'},
+        {"no-udp", no_argument, nullptr, 'u'},        {nullptr, 0, nullptr, 0}};
     for (int found = 0; (found = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
         switch (found) {
         case 'p':
@@ -51,6 +52,9 @@ bool parse(int argc, char** argv, Options& options) {
             break;
         case 's':
             options.seconds = std::max(1, std::atoi(optarg));
+            break;
+        case 'u':
+            options.datagrams = false;
             break;
         default:
             return false;
@@ -112,8 +116,21 @@ void checkServer(const arena::ArenaServer& server, const Options& options, Check
     }
 }
 
+/// Datagrams may get lost, but not many on one machine; and they must be what the game is played with.
+void checkDatagrams(const arena::ArenaServer& server, const arena::DatagramCounts& counts, const Options& options,
+                    Checks& checks) {
+    constexpr std::uint64_t kMostLostPercent = 1;
+    checks.require(counts.lostIn() * 100 <= counts.expectedIn * kMostLostPercent, "datagrams of players got lost");
+    checks.require(server.datagramsLost() * 100 <= server.datagramsReported() * kMostLostPercent,
+                   "datagrams to players got lost");
+    const bool played = counts.messagesIn > 0 && counts.messagesOut > 0;
+    checks.require(played || !options.datagrams || options.players == 0 || arena::isInterrupted(),
+                   "nothing went by datagram");
+    checks.require(!played || options.datagrams, "datagrams in a game without");
+}
+
 int runGame(const Options& options, arena::Host& host, Checks& checks) {
-    arena::ArenaServer server;
+    arena::ArenaServer server(options.datagrams);
     if (!server.open(options.port)) {
         std::puts("arena: FAILED, no free port");
         return 1;
@@ -126,8 +143,10 @@ int runGame(const Options& options, arena::Host& host, Checks& checks) {
     arena::Screen screen;
     play(server, options, screen);
     end(server);
-    arena::printSummary(server, server.status());
+    const arena::ServerStatus status = server.status();
+    arena::printSummary(server, status);
     checkServer(server, options, checks);
+    checkDatagrams(server, status.traffic.datagrams, options, checks);
     return 0;
 }
 
@@ -136,7 +155,8 @@ int runGame(const Options& options, arena::Host& host, Checks& checks) {
 int main(int argc, char** argv) {
     Options options;
     if (!parse(argc, argv, options)) {
-        std::fputs("usage: arena_server [--port P] [--port-file FILE] [--players N] [--seconds S]\n", stderr);
+        std::fputs("usage: arena_server [--port P] [--port-file FILE] [--players N] [--seconds S] [--no-udp]\n",
+                   stderr);
         return 2;
     }
     arena::watchForInterrupt();

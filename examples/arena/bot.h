@@ -20,14 +20,18 @@ enum class BotResult {
     Failed,
 };
 
-/// Connects, checks the server's table of calls, joins, moves and hits ten times a second until it leaves or is told to
+/// Connects, checks the server's table of calls, joins, takes ten turns a second until it leaves or is told to
 /// finish, and reports what it has seen.
 class Bot final : public Peer {
 public:
-    static constexpr int kMovesPerSecond = 10;
+    static constexpr int kTurnsPerSecond = 10;
+    /// The moves of a turn travel together.
+    static constexpr int kMovesPerTurn = 3;
 
     /// Starts to connect to `address` (host and port). The name goes into the log and to the server.
-    Bot(const std::string& address, const std::string& name, std::uint32_t seed);
+    /// Its datagrams' socket goes into `datagramPoller`, which outlives the bot; null for a game over the stream alone.
+    Bot(const std::string& address, const std::string& name, std::uint32_t seed, EventPoller* datagramPoller);
+    ~Bot() override = default;
 
     /// Moves at random and hits somebody near, if there is anybody.
     void play();
@@ -43,16 +47,24 @@ private:
     void onTable(CPackedData& message) override;
     void onMap(const CPackedData& message) override;
     void onSnapshot(const CPackedData& message) override;
+    void onAnnouncement(const CPackedData& message) override;
+    bool onDatagram(Msg type, CPackedData& message) override;
     bool CheckMessageSize(unsigned long size) override;
     void OnConnect(CConnection* connection, bool connected) override;
 
+    void announceDatagrams();
+
     std::string m_name;
+    EventPoller* m_datagramPoller;
+    std::unique_ptr<DatagramPort> m_datagramPort;
+    std::int64_t m_token = 0;
     std::mt19937 m_random;
     std::uint32_t m_fighter = 0;
     std::uint32_t m_snapshots = 0;
     std::uint32_t m_hitsAsked = 0;
     std::uint32_t m_hitsAnswered = 0;
     Snapshot m_view;
+    std::uint32_t m_viewNumber = 0;
     bool m_mapIntact = false;
     bool m_leaving = false;
     bool m_refused = false;

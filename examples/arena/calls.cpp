@@ -42,6 +42,9 @@ void unpackReport(Receiver& receiver, CPackedData& arguments) {
     report.snapshots = arguments.GetUint32();
     report.lagMs = arguments.GetUint32();
     report.mapIntact = arguments.GetBool();
+    report.datagramsSent = arguments.GetUint32();
+    report.datagramsReceived = arguments.GetUint32();
+    report.datagramsLate = arguments.GetUint32();
     receiver.onReport(report);
 }
 
@@ -102,10 +105,19 @@ void Remote::join(const std::string& name) {
 }
 
 void Remote::move(int dx, int dy) {
-    CPackedData call = begin(CallId::Move);
+    const bool byDatagram = m_datagrams != nullptr && m_datagrams->isAlive();
+    CPackedData call = byDatagram ? m_datagrams->begin(Msg::RpcCallFunction) : beginMessage(Msg::RpcCallFunction);
+    if (!byDatagram) {
+        call.PutUint32(nextSequence());
+    }
+    call.PutUint32(static_cast<std::uint32_t>(CallId::Move));
     call.PutInt16(static_cast<std::int16_t>(dx));
     call.PutInt16(static_cast<std::int16_t>(dy));
-    send(call);
+    if (!byDatagram) {
+        return send(call);
+    }
+    ++m_callsSent;
+    m_datagrams->queue(call);
 }
 
 void Remote::hit(std::uint32_t target) {
@@ -125,6 +137,9 @@ void Remote::report(const GameReport& report) {
     call.PutUint32(report.snapshots);
     call.PutUint32(report.lagMs);
     call.PutBool(report.mapIntact);
+    call.PutUint32(report.datagramsSent);
+    call.PutUint32(report.datagramsReceived);
+    call.PutUint32(report.datagramsLate);
     send(call);
 }
 

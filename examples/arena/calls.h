@@ -3,6 +3,7 @@
 // A call is made by a function of `Remote`, which packs its arguments and sends them; it arrives as a call of the
 // function of the same name of `Receiver` on the other side. The bodies in calls.cpp unpack the arguments in between.
 #pragma once
+#include "examples/arena/datagram_path.h"
 #include "sharedlib/net/connection.h"
 #include "sharedlib/packed/packed_data.h"
 #include "sharedlib/rpc/rpc_mgr.h"
@@ -19,7 +20,7 @@ enum class CallId : std::uint32_t {
     Move = 0x93C7705B,
     Hit = 0x5E1189C2,
     Leave = 0xC40B62E9,
-    Report = 0x77D2A510,
+    Report = 0x77D2A511,
     // From the server to a client.
     Welcome = 0x08B3416F,
     HitResult = 0xE65F9D07,
@@ -33,6 +34,10 @@ struct GameReport {
     std::uint32_t snapshots = 0;
     std::uint32_t lagMs = 0;
     bool mapIntact = false;
+    /// Messages that went by datagram: sent, taken, and received too late to be taken.
+    std::uint32_t datagramsSent = 0;
+    std::uint32_t datagramsReceived = 0;
+    std::uint32_t datagramsLate = 0;
 };
 
 } // namespace arena
@@ -63,13 +68,18 @@ namespace arena {
 
 using Receiver = Kest::Orv::orvContextObj;
 
-/// The other side of a connection. Numbers what it sends, calls and snapshots together, from 1.
+/// The other side of a connection. Numbers what it sends over the stream, calls and snapshots together, from 1. What
+/// goes by datagram has the numbers of its path.
 class Remote {
 public:
     /// Sends over `connection`, which outlives this object.
     explicit Remote(CConnection& connection) : m_connection(connection) {}
 
+    /// Lets moves go by datagram whenever `path` is alive. It is flushed by whoever owns it.
+    void setDatagrams(DatagramPath* path) { m_datagrams = path; }
+
     void join(const std::string& name);
+    /// A move that is lost does not matter, for the next ones follow.
     void move(int dx, int dy);
     void hit(std::uint32_t target);
     void leave();
@@ -91,6 +101,7 @@ private:
     void send(CPackedData& call);
 
     CConnection& m_connection;
+    DatagramPath* m_datagrams = nullptr;
     std::uint32_t m_sequence = 0;
     std::uint32_t m_callsSent = 0;
 };

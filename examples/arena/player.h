@@ -1,6 +1,7 @@
 // examples/arena/player.h: the server's side of one player.
 #pragma once
 #include "examples/arena/peer.h"
+#include "examples/arena/protocol.h"
 #include "examples/arena/world.h"
 #include <memory>
 #include <string>
@@ -18,6 +19,8 @@ public:
     virtual World& world() = 0;
     /// The map, packed once for all.
     virtual const CPackedData& packedMap() = 0;
+    /// A port with room for another player; it outlives the player. Null when the server takes no datagrams.
+    virtual DatagramPort* findDatagramPort() = 0;
     /// Tells the player with the fighter `id`, if there is one, that `by` has hurt it.
     virtual void tellHurt(std::uint32_t id, std::uint32_t by, int health) = 0;
 
@@ -48,6 +51,8 @@ public:
     [[nodiscard]] std::uint32_t snapshotsSent() const { return m_snapshotsSent; }
     /// The lag that the client measured, known with its report.
     [[nodiscard]] std::uint32_t clientLagMs() const { return m_clientLagMs; }
+    /// Messages to the client that went by datagram and did not arrive, known with its report.
+    [[nodiscard]] std::uint64_t datagramsLost() const { return m_datagramsLost; }
     /// Tells the client that `by` has hurt its fighter, unless the game is over for it.
     void tellHurt(std::uint32_t by, int health);
 
@@ -60,15 +65,23 @@ private:
     void onTable(CPackedData& message) override;
     void onMap(const CPackedData& message) override;
     void onSnapshot(const CPackedData& message) override;
+    void onAnnouncement(const CPackedData& message) override;
+    bool onDatagram(Msg type, CPackedData& message) override;
     bool CheckMessageSize(unsigned long size) override;
 
+    void sendByDatagram(const Snapshot& snapshot);
+    void checkDatagrams(const GameReport& report);
     bool requireJoined();
     void complainUnless(bool good, const char* complaint);
 
     PlayerHost& m_host;
     std::uint32_t m_fighter = 0;
     std::uint32_t m_snapshotsSent = 0;
+    std::uint32_t m_datagramSnapshotsSent = 0;
     std::uint32_t m_clientLagMs = 0;
+    DatagramPort* m_datagramPort = nullptr;
+    std::int64_t m_token = 0;
+    std::uint64_t m_datagramsLost = 0;
     bool m_finishing = false;
     bool m_reported = false;
     std::vector<std::string> m_complaints;

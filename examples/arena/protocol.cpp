@@ -49,15 +49,12 @@ bool checkMap(const CPackedData& message) {
     return complete && message.hasMD5Checksum() && message.ValidateMD5Checksum();
 }
 
-CPackedData packSnapshot(std::uint32_t sequence, const Snapshot& snapshot) {
-    CPackedData message = beginMessage(Msg::UpdateObject);
-    message.PutUint32(sequence);
+void packSnapshot(CPackedData& message, const Snapshot& snapshot) {
     packFighter(message, snapshot.self);
     message.PutUint16(static_cast<std::uint16_t>(snapshot.others.size()));
     for (const Fighter& other : snapshot.others) {
         packFighter(message, other);
     }
-    return message;
 }
 
 bool unpackSnapshot(const CPackedData& message, Snapshot& snapshot) {

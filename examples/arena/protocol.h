@@ -6,9 +6,19 @@
 //   Msg::RpcCallFunction  both: Uint32 sequence number, Uint32 identifier of the call, its arguments
 //   Msg::CreateObject     server, once after a join: the map, Uint16 width, Uint16 height, a byte per tile, MD5 trailer
 //   Msg::UpdateObject     server: Uint32 sequence number, a snapshot of the player and what stands around it
+//   Msg::UDPAnnouncement  client, once after a join, if it takes datagrams: Uint16 UDP port, Int64 token
+//                         server, in return: Uint16 UDP port, 0 for none
 //
 // Each side numbers its calls and snapshots on a connection together, from 1, so that the other side sees at once if
 // one is lost, repeated or out of order.
+//
+// In datagrams Int64 token and Uint32 sequence number stand behind the type of every message. Some get lost, so what
+// travels there is what the next one makes up for:
+//
+//   Msg::UDPAnnouncement  client: nothing more; asks whether datagrams get through, until one comes back
+//   Msg::RpcCallFunction  client: Uint32 identifier of the call, which is a move, its arguments
+//   Msg::UpdateObject     server: Uint32 number of the snapshot, the player and some of what stands around it; all
+//                         messages with one number together are the snapshot
 #pragma once
 #include "examples/arena/world.h"
 #include "sharedlib/enums/msg.h"
@@ -37,8 +47,9 @@ struct Snapshot {
     std::vector<Fighter> others;
 };
 
-CPackedData packSnapshot(std::uint32_t sequence, const Snapshot& snapshot);
-/// Reads behind the sequence number. False when the message is cut short or has bytes left over.
+/// Writes behind the number.
+void packSnapshot(CPackedData& message, const Snapshot& snapshot);
+/// Reads behind the number. False when the message is cut short or has bytes left over.
 bool unpackSnapshot(const CPackedData& message, Snapshot& snapshot);
 
 } // namespace arena

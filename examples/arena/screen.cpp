@@ -26,15 +26,19 @@ CallStats takeCallStats() {
 
 void printLine(int second, const ServerStatus& status, const CallStats& calls) {
     const Traffic& traffic = status.traffic;
-    std::printf("%3d s: %zu players, %zu connections, calls %llu in %llu out, messages %llu in %llu out, "
-                "%.2f MB in %.2f MB out, lag %.0f/%.0f/%.0f ms, frame %.2f/%.2f/%.2f ms, %llu bytes queued, "
-                "slowest %s %.3f ms, busiest %s %ld, %llu warnings\n",
-                second, status.players, status.connections, number(traffic.callsIn), number(traffic.callsOut),
-                number(traffic.messagesIn), number(traffic.messagesOut), inMegabytes(traffic.bytesIn),
-                inMegabytes(traffic.bytesOut), status.lagMs.median, status.lagMs.p99, status.lagMs.maximum,
-                status.frameMs.median, status.frameMs.p99, status.frameMs.maximum, number(status.queuedBytes),
-                calls.slowestName.c_str(), static_cast<double>(calls.slowestAverageMs), calls.busiestName.c_str(),
-                calls.busiestCount, number(Host::logged().warnings));
+    const DatagramCounts& datagrams = traffic.datagrams;
+    std::printf(
+        "%3d s: %zu players, %zu connections, calls %llu in %llu out, messages %llu in %llu out, "
+        "%.2f MB in %.2f MB out, datagrams %llu in %llu out, %.2f %% lost, at most %lu messages to a packet in, "
+        "%.1f out, lag %.0f/%.0f/%.0f ms, frame %.2f/%.2f/%.2f ms, %llu bytes queued, "
+        "slowest %s %.3f ms, busiest %s %ld, %llu warnings\n",
+        second, status.players, status.connections, number(traffic.callsIn), number(traffic.callsOut),
+        number(traffic.messagesIn), number(traffic.messagesOut), inMegabytes(traffic.bytesIn),
+        inMegabytes(traffic.bytesOut), number(datagrams.messagesIn), number(datagrams.messagesOut),
+        datagrams.lossPercent(), status.mostPerPacket, datagrams.messagesPerPacket(), status.lagMs.median,
+        status.lagMs.p99, status.lagMs.maximum, status.frameMs.median, status.frameMs.p99, status.frameMs.maximum,
+        number(status.queuedBytes), calls.slowestName.c_str(), static_cast<double>(calls.slowestAverageMs),
+        calls.busiestName.c_str(), calls.busiestCount, number(Host::logged().warnings));
 }
 
 } // namespace
@@ -71,6 +75,11 @@ void Screen::drawTable(unsigned short port, int second, int seconds, const Serve
     std::printf("    calls    %8llu   %8llu%s", number(traffic.callsIn), number(traffic.callsOut), end);
     std::printf("    messages %8llu   %8llu%s", number(traffic.messagesIn), number(traffic.messagesOut), end);
     std::printf("    MB       %8.2f   %8.2f%s", inMegabytes(traffic.bytesIn), inMegabytes(traffic.bytesOut), end);
+    const DatagramCounts& datagrams = traffic.datagrams;
+    std::printf("    by UDP   %8llu   %8llu   %.2f %% of the incoming lost%s", number(datagrams.messagesIn),
+                number(datagrams.messagesOut), datagrams.lossPercent(), end);
+    std::printf("    a packet %8lu   %8.1f   at most in, on average out%s", status.mostPerPacket,
+                datagrams.messagesPerPacket(), end);
     std::printf("  in ms        median        99%%    maximum%s", end);
     std::printf("    lag      %8.0f   %8.0f   %8.0f%s", status.lagMs.median, status.lagMs.p99, status.lagMs.maximum,
                 end);
@@ -81,7 +90,7 @@ void Screen::drawTable(unsigned short port, int second, int seconds, const Serve
                 static_cast<double>(calls.slowestAverageMs), end);
     std::printf("  busiest    %8s   %ld calls%s", calls.busiestName.c_str(), calls.busiestCount, end);
     std::printf("  warnings   %8llu   %.60s%s", number(log.warnings), log.lastWarning.c_str(), end);
-    constexpr int kLines = 13;
+    constexpr int kLines = 15;
     m_linesDrawn = kLines;
 }
 
@@ -96,6 +105,13 @@ void printSummary(const ArenaServer& server, const ServerStatus& status) {
     std::printf("  calls            %llu in, %llu out\n", number(traffic.callsIn), number(traffic.callsOut));
     std::printf("  messages         %llu in, %llu out, %.1f MB in, %.1f MB out\n", number(traffic.messagesIn),
                 number(traffic.messagesOut), inMegabytes(traffic.bytesIn), inMegabytes(traffic.bytesOut));
+    const DatagramCounts& datagrams = traffic.datagrams;
+    std::printf(
+        "  of them by UDP   %llu in, %.3f %% lost, %llu late, %llu out, %llu of %llu lost, %.1f messages to a packet\n",
+        number(datagrams.messagesIn), datagrams.lossPercent(), number(datagrams.lateIn), number(datagrams.messagesOut),
+        number(server.datagramsLost()), number(server.datagramsReported()), datagrams.messagesPerPacket());
+    std::printf("  datagrams        %llu messages refused: late, forged or malformed\n",
+                number(server.datagramsRefused()));
     printSpread("lag to clients", server.totalLagMs());
     printSpread("lag to server", server.clientLagMs());
     printSpread("frame time", server.totalFrameMs());

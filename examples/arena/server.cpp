@@ -21,9 +21,14 @@ double inMilliseconds(Clock::duration time) {
 
 Traffic trafficOf(const Player& player) {
     const CConnection& connection = player.connection();
-    return {player.callsReceived(),           player.callsSent(),
-            connection.getMessagesReceived(), connection.getMessagesSent(),
-            connection.getBytesReceived(),    connection.getBytesSent()};
+    const DatagramCounts datagrams = player.datagramCounts();
+    return {player.callsReceived(),
+            player.callsSent(),
+            connection.getMessagesReceived() + datagrams.messagesIn,
+            connection.getMessagesSent() + datagrams.messagesOut,
+            connection.getBytesReceived() + datagrams.bytesIn,
+            connection.getBytesSent() + datagrams.bytesOut,
+            datagrams};
 }
 
 } // namespace
@@ -35,15 +40,18 @@ Traffic& Traffic::operator+=(const Traffic& other) {
     messagesOut += other.messagesOut;
     bytesIn += other.bytesIn;
     bytesOut += other.bytesOut;
+    datagrams += other.datagrams;
     return *this;
 }
 
 Traffic operator-(const Traffic& one, const Traffic& other) {
     return {one.callsIn - other.callsIn,         one.callsOut - other.callsOut, one.messagesIn - other.messagesIn,
-            one.messagesOut - other.messagesOut, one.bytesIn - other.bytesIn,   one.bytesOut - other.bytesOut};
+            one.messagesOut - other.messagesOut, one.bytesIn - other.bytesIn,   one.bytesOut - other.bytesOut,
+            one.datagrams - other.datagrams};
 }
 
-ArenaServer::ArenaServer() : m_packedMap(packMap(makeMap(kMapSeed))), m_nextFrame(Clock::now()) {
+ArenaServer::ArenaServer(bool takesDatagrams)
+    : m_packedMap(packMap(makeMap(kMapSeed))), m_takesDatagrams(takesDatagrams), m_nextFrame(Clock::now()) {
 }
 
 bool ArenaServer::open(unsigned short port) {
@@ -53,7 +61,7 @@ bool ArenaServer::open(unsigned short port) {
 
 void ArenaServer::OnAccept(CListener* /*listener*/, CConnection* connection) {
     m_players.push_back(std::make_unique<Player>(*this, std::unique_ptr<CConnection>(connection)));
-    m_poller.add(connection->GetEventHandle(), m_players.back().get());
+    m_poller.add(connection->GetEventHandle(), static_cast<EventTarget*>(m_players.back().get()));
 }
 
 void ArenaServer::OnListenError(CListener* /*listener*/, int error) {
@@ -64,6 +72,31 @@ void ArenaServer::OnListenError(CListener* /*listener*/, int error) {
 void ArenaServer::playerJoined(Player& player) {
     m_playersByFighter.emplace(player.fighter(), &player);
     ++m_joined;
+}
+
+DatagramPort* ArenaServer::findDatagramPort() {
+    if (!m_takesDatagrams) {
+        return nullptr;
+    }
+    const auto roomy =
+        std::find_if(m_datagramPorts.begin(), m_datagramPorts.end(), [](const auto& port) { return !port->isFull(); });
+    if (roomy != m_datagramPorts.end()) {
+        return roomy->get();
+    }
+    auto port = std::make_unique<DatagramPort>(m_poller, m_listener.GetPort());
+    if (!port->isOpen()) {
+        return nullptr;
+    }
+    m_datagramPorts.push_back(std::move(port));
+    return m_datagramPorts.back().get();
+}
+
+std::uint64_t ArenaServer::datagramsRefused() const {
+    std::uint64_t refused = 0;
+    for (const auto& port : m_datagramPorts) {
+        refused += port->refused();
+    }
+    return refused;
 }
 
 void ArenaServer::tellHurt(std::uint32_t id, std::uint32_t by, int health) {
@@ -100,7 +133,7 @@ void ArenaServer::handleEvents(Clock::time_point until) {
             if (who == &m_listener) {
                 m_listener.HandleEvent();
             } else {
-                static_cast<Player*>(who)->handleEvent();
+                static_cast<EventTarget*>(who)->handleEvent();
             }
         }
         // Only now, when no signalled pointer is left to be used.
@@ -148,6 +181,8 @@ void ArenaServer::takeLeave(const Player& player) {
     }
     if (player.hasReported()) {
         m_clientLag.add(player.clientLagMs());
+        m_datagramsReported += player.datagramCounts().messagesOut;
+        m_datagramsLost += player.datagramsLost();
     }
     m_finished += inOrder ? 1 : 0;
 }
@@ -168,6 +203,9 @@ ServerStatus ArenaServer::status() {
     for (const auto& player : m_players) {
         status.traffic += trafficOf(*player);
         status.queuedBytes += player->connection().getOutboundByteCount();
+    }
+    for (const auto& port : m_datagramPorts) {
+        status.mostPerPacket = std::max(status.mostPerPacket, port->takeMostPerPacket());
     }
     status.lagMs = m_lag.spread();
     status.frameMs = m_frameTime.spread();

@@ -22,6 +22,8 @@ struct Traffic {
     std::uint64_t messagesOut = 0;
     std::uint64_t bytesIn = 0;
     std::uint64_t bytesOut = 0;
+    /// What of it went by datagram.
+    DatagramCounts datagrams;
 
     Traffic& operator+=(const Traffic& other);
     friend Traffic operator-(const Traffic& one, const Traffic& other);
@@ -34,6 +36,8 @@ struct ServerStatus {
     std::size_t finished = 0;
     Traffic traffic;
     std::uint64_t queuedBytes = 0;
+    /// The most messages that came in one datagram.
+    unsigned long mostPerPacket = 0;
     Spread lagMs;
     Spread frameMs;
 };
@@ -43,7 +47,8 @@ class ArenaServer final : public CListenHandler, public PlayerHost {
 public:
     static constexpr int kFramesPerSecond = 30;
 
-    ArenaServer();
+    /// `takesDatagrams` false: everything goes over the streams.
+    explicit ArenaServer(bool takesDatagrams);
     ArenaServer(const ArenaServer&) = delete;
     ArenaServer& operator=(const ArenaServer&) = delete;
     /// Closes all connections and the listener.
@@ -73,6 +78,11 @@ public:
     [[nodiscard]] const std::map<std::string, int>& endReasons() const { return m_endReasons; }
     /// What the final reports of players did not agree with.
     [[nodiscard]] const std::map<std::string, int>& complaints() const { return m_complaints; }
+    /// Messages to players that have left in order: those that went by datagram, and those of them that were lost.
+    [[nodiscard]] std::uint64_t datagramsReported() const { return m_datagramsReported; }
+    [[nodiscard]] std::uint64_t datagramsLost() const { return m_datagramsLost; }
+    /// Messages in datagrams that were too late, forged or malformed.
+    [[nodiscard]] std::uint64_t datagramsRefused() const;
     /// The error that closed the listener; 0 as long as all is well.
     [[nodiscard]] int listenError() const { return m_listenError; }
 
@@ -85,6 +95,7 @@ private:
     const CPackedData& packedMap() override { return m_packedMap; }
     void tellHurt(std::uint32_t id, std::uint32_t by, int health) override;
     void playerJoined(Player& player) override;
+    DatagramPort* findDatagramPort() override;
 
     void handleEvents(Clock::time_point until);
     void step();
@@ -96,6 +107,9 @@ private:
     // Declared before what it watches, so that it goes last.
     EventPoller m_poller;
     CListener m_listener;
+    bool m_takesDatagrams;
+    // Before the players, who use them to the last.
+    std::vector<std::unique_ptr<DatagramPort>> m_datagramPorts;
     std::vector<std::unique_ptr<Player>> m_players;
     std::map<std::uint32_t, Player*> m_playersByFighter;
     Clock::time_point m_nextFrame;
@@ -108,6 +122,8 @@ private:
     Traffic m_goneTraffic;
     std::map<std::string, int> m_endReasons;
     std::map<std::string, int> m_complaints;
+    std::uint64_t m_datagramsReported = 0;
+    std::uint64_t m_datagramsLost = 0;
     Samples m_lag;
     Samples m_frameTime;
     Samples m_totalLag;
