@@ -201,7 +201,7 @@ TEST(ChildProcess, OutputComesInPiecesOfAtMost1000BytesWithItsLineBreaksAndUpToA
               log.texts(Log::Generic));
 
     log.clear();
-    EXPECT_EQ(3, shell(R"(printf 'out\0hidden'; sleep 0.2; printf err >&2; exit 3)"));
+    EXPECT_EQ(3, shell(R"(printf 'out\0hidden'; sleep 0.5; printf err >&2; exit 3)"));
     EXPECT_EQ("outerr", output(log));
     log.clear();
     EXPECT_EQ(0, shell("head -c 1048576 /dev/zero | tr '\\0' x"));
@@ -298,11 +298,11 @@ TEST(ChildProcess, LeavesNoDescriptorAndNoZombie) {
 
 TEST(ChildProcess, ProgressTakesAStepPerWait) {
     Window window;
-    EXPECT_EQ(0, spawn("/bin/sleep", "sleep 0.35"));
+    EXPECT_EQ(0, spawn("/bin/sleep", "sleep 0.5"));
     EXPECT_EQ(1, window.opened);
     EXPECT_EQ(1, window.closed);
     ASSERT_LE(3U, window.positions.size());
-    EXPECT_GE(5U, window.positions.size());
+    EXPECT_GE(30U, window.positions.size());
     EXPECT_EQ((std::vector<long>{0, 0, 1}), std::vector<long>(window.positions.begin(), window.positions.begin() + 3));
     EXPECT_EQ(-1, spawn("/bin/nothing", ""));
     EXPECT_EQ(1, window.opened);
