@@ -17,6 +17,7 @@ struct tagRECT;
 using RECT = tagRECT;
 struct _WSANETWORKEVENTS;
 using WSANETWORKEVENTS = _WSANETWORKEVENTS;
+using NativeServiceMain = void(__stdcall*)(unsigned long argumentCount, char** arguments);
 #else
 /// A rectangle on the desktop in pixels; `right` and `bottom` lie just outside.
 struct RECT {
@@ -33,4 +34,7 @@ struct WSANETWORKEVENTS {
     /// One error number for each event bit; 0 means that the event carries no error.
     int iErrorCode[10];
 };
+
+/// A host's service main function, as the system calls it.
+using NativeServiceMain = void (*)(unsigned long argumentCount, char** arguments);
 #endif

@@ -41,6 +41,7 @@
 #include "sharedlib/util/numbers.h"
 #include "sharedlib/util/paths.h"
 #include "sharedlib/util/processor.h"
+#include "sharedlib/util/service_manager.h"
 #include "sharedlib/util/source_control.h"
 #include "sharedlib/util/text.h"
 #include "sharedlib/util/version.h"

@@ -74,9 +74,13 @@ std::string escaped(std::string const& text) {
 using CommandLine = std::vector<std::string>;
 
 // The text is part of an argument that begins otherwise, so that it is never taken for an option.
-std::array<CommandLine, 3> boxes(std::string const& caption, std::string const& text) {
-    return {CommandLine{"zenity", "--error", "--no-markup", "--title=" + caption, "--text=" + escaped(text)},
-            CommandLine{"kdialog", "--title=" + caption, "--error=" + escaped(text)},
+std::array<CommandLine, 3> boxes(std::string const& caption, std::string const& text, DialogIcon icon) {
+    bool const isWarning = icon == DialogIcon::warning;
+    bool const isError = icon == DialogIcon::error;
+    char const* const zenityIcon = isError ? "--error" : isWarning ? "--warning" : "--info";
+    std::string const kdialogIcon = isError ? "--error=" : isWarning ? "--sorry=" : "--msgbox=";
+    return {CommandLine{"zenity", zenityIcon, "--no-markup", "--title=" + caption, "--text=" + escaped(text)},
+            CommandLine{"kdialog", "--title=" + caption, kdialogIcon + escaped(text)},
             CommandLine{"xmessage", "-center", "-title", caption, "-buttons", "OK:0", " " + text}};
 }
 
@@ -121,9 +125,9 @@ bool wasAnswered(pid_t child) {
 }
 
 // Whether somebody has seen the box. False, too, when memory is exhausted.
-bool showBox(char const* caption, char const* text) {
+bool showBox(char const* caption, char const* text, DialogIcon icon) {
     try {
-        for (CommandLine& command : boxes(readable(caption), readable(text))) {
+        for (CommandLine& command : boxes(readable(caption), readable(text), icon)) {
             pid_t const child = start(command);
             if (child > 0) {
                 return wasAnswered(child);
@@ -137,9 +141,9 @@ bool showBox(char const* caption, char const* text) {
 
 } // namespace
 
-void showErrorDialog(char const* caption, char const* text) {
+void showErrorDialog(char const* caption, char const* text, DialogIcon icon) {
     // A box that nobody can have seen, for want of a display that answers, leaves the text on standard error as well.
-    if (!hasDisplay() || !showBox(caption, text)) {
+    if (!hasDisplay() || !showBox(caption, text, icon)) {
         std::fprintf(stderr, "%s: %s\n", caption, text);
     }
 }
