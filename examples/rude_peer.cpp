@@ -5,6 +5,7 @@
 // Ends with 0 when the server has got rid of every one of them, or when SIGINT comes; with 1 if it has not in time.
 #include "examples/arena/calls.h"
 #include "examples/arena/host.h"
+#include "examples/arena/protocol.h"
 #include "sharedlib/net/connection.h"
 #include "sharedlib/net/message_handler.h"
 #include <array>
@@ -34,7 +35,7 @@ public:
     /// Ten times a second.
     virtual void act() { m_connection.Pulse(); }
     /// Whether the server has ended the connection.
-    [[nodiscard]] bool isGone() const {
+    [[nodiscard]] virtual bool isGone() const {
         return !m_connection.IsConnected() && m_connection.GetState() != CConnection::Connecting;
     }
     [[nodiscard]] const std::string& name() const { return m_name; }
@@ -99,16 +100,61 @@ private:
     arena::Remote m_server{connection()};
 };
 
+/// Connects without ever joining, and sends to the server's UDP port what no player sends: rubbish, messages with a
+/// guessed token, and more than a connection's buffer holds. Stays while the server answers any of it.
+class Forger : public RudePeer {
+public:
+    Forger(const std::string& server, std::string name) : RudePeer(server, std::move(name)) {
+        m_datagrams.SetMessageHandler(&m_ear);
+        m_datagrams.InitDatagramListen(0);
+    }
+    ~Forger() override { m_datagrams.SetMessageHandler(nullptr); }
+
+    void act() override {
+        RudePeer::act();
+        m_datagrams.Pulse();
+        // The arena binds its first UDP port where its TCP port is.
+        const unsigned long ip = connection().GetConnectedIp();
+        const unsigned short port = connection().GetRemotePort();
+        CPackedData guess = arena::beginMessage(Msg::RpcCallFunction);
+        guess.PutInt64(++m_guess);
+        guess.PutUint32(1);
+        m_datagrams.SendMsg(guess, ip, port);
+        CCharVector rubbish(100, '\xFF');
+        m_datagrams.SendDgramMessageRaw(&rubbish, ip, port);
+        CCharVector tooLarge(30'000, 'x');
+        m_datagrams.SendDgramMessageRaw(&tooLarge, ip, port);
+    }
+
+    [[nodiscard]] bool isGone() const override { return RudePeer::isGone() && m_ear.heard == 0; }
+
+private:
+    /// Hears what comes back.
+    struct Ear final : CMessageHandler {
+        int heard = 0;
+        void HandleMessage(CConnection* /*connection*/, const void* /*data*/, unsigned long /*size*/) override {
+            ++heard;
+        }
+        void OnConnect(CConnection* /*connection*/, bool /*connected*/) override {}
+        void OnError(CConnection* /*connection*/, int /*error*/, int /*detail*/) override {}
+    };
+
+    Ear m_ear;
+    CConnection m_datagrams;
+    std::int64_t m_guess = 0;
+};
+
 std::vector<std::unique_ptr<RudePeer>> makePeers(const std::string& server) {
     std::vector<std::unique_ptr<RudePeer>> peers;
     constexpr int kScans = 20;
-    peers.reserve(kScans + 3);
+    peers.reserve(kScans + 4);
     for (int scan = 0; scan < kScans; ++scan) {
         peers.push_back(std::make_unique<PortScanner>(server, "port scanner"));
     }
     peers.push_back(std::make_unique<RudePeer>(server, "silent peer"));
     peers.push_back(std::make_unique<Braggart>(server, "peer that announces 4 GiB"));
     peers.push_back(std::make_unique<NonReader>(server, "peer that never reads"));
+    peers.push_back(std::make_unique<Forger>(server, "forger of datagrams"));
     return peers;
 }
 
