@@ -4,6 +4,7 @@
 #include "sharedlib/net/connection.h"
 #include <array>
 #include <string>
+#include <string_view>
 
 /// Capacities in bytes that are worth a line each.
 struct CConnFifoBuffer::DueWarnings {
@@ -50,7 +51,7 @@ void CConnFifoBuffer::clear() {
 }
 
 BufferBundle* CConnFifoBuffer::appendBundle(BufferBundle* after) {
-    if (m_bundleSize == 0) {
+    if (m_bundleSize <= 0) {
         m_bundleSize = CConnection::s_outboundBundleSize;
     }
     BufferBundle* const bundle = CFifoBuffer::appendBundle(after);
@@ -97,14 +98,16 @@ void CConnFifoBuffer::tell(const DueWarnings& due) const {
     // Taken before the first line, whose hearers may delete the connection and this queue with it.
     const std::string address = m_conn->GetIpAsString();
     const std::uint16_t port = m_conn->GetRemotePort();
-    const std::string name = m_conn->GetHandlerName();
+    // A line has no room for more. Not a string, because the end of a connection must not need memory.
+    std::array<char, 4096> name{};
+    std::string_view(m_conn->GetHandlerName()).copy(name.data(), name.size() - 1);
     for (std::size_t i = 0; i < due.count; ++i) {
         if (due.capacities[i] == DueWarnings::kEmptied) {
-            SHAREDLIB_LOG(LogSev_Warning, Log::Network, "Outbound queue capacity emptied on %s to %s:%d", name.c_str(),
+            SHAREDLIB_LOG(LogSev_Warning, Log::Network, "Outbound queue capacity emptied on %s to %s:%d", name.data(),
                           address.c_str(), port);
         } else {
             SHAREDLIB_LOG(LogSev_Warning, Log::Network, "Outbound queue capacity increased to %d bytes on %s to %s:%d",
-                          static_cast<int>(due.capacities[i]), name.c_str(), address.c_str(), port);
+                          static_cast<int>(due.capacities[i]), name.data(), address.c_str(), port);
         }
     }
 }

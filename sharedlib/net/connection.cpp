@@ -272,6 +272,18 @@ void CConnection::loseConnection() {
     }
 }
 
+/// Closes the connection because `operation` failed. It may have been deleted then.
+void CConnection::failConnection(int error, const char* operation, const char* where) {
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
+    Cleanup();
+    if (!guard.deleted()) {
+        SetError(error, operation, where, true);
+    }
+    if (!guard.deleted()) {
+        OnConnect(false);
+    }
+}
+
 void CConnection::Reset() {
     Cleanup();
 }

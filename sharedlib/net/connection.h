@@ -298,6 +298,7 @@ private:
     void* createEvent(unsigned int socket, long mask);
     void adopt(unsigned int socket, void* event);
     void loseConnection();
+    void failConnection(int error, const char* operation, const char* where);
 
     void dispatchEvents(const WSANETWORKEVENTS& events, const DeletionGuard& guard);
     void handleConnectingEvents(const WSANETWORKEVENTS& events, const DeletionGuard& guard);

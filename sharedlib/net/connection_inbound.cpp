@@ -104,9 +104,7 @@ bool CConnection::receiveIntoBuffer(std::int64_t& now) {
 void CConnection::closeAfterReadError(int error, std::uint64_t space) {
     SHAREDLIB_LOG(LogSev_Info, Log::Network, "Closing connection because of error %d attempting to read %d", error,
                   static_cast<int>(space));
-    Cleanup();
-    SetError(error, "recv", "CConnection::HandleStreamReadEvent", true);
-    OnConnect(false);
+    failConnection(error, "recv", "CConnection::HandleStreamReadEvent");
 }
 
 void CConnection::ProcessInboundData() {

@@ -111,14 +111,16 @@ void CConnection::HandleWriteEvent(int /*error*/) {
         return;
     }
     const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Write);
-    const std::int64_t start = hasBudget() ? platform::performanceCounter() : 0;
+    // Asked once: a budget that begins in the middle of the pass has no start to count from.
+    const bool budgeted = hasBudget();
+    const std::int64_t start = budgeted ? platform::performanceCounter() : 0;
     while (!m_outbound.isEmpty()) {
         if (isOverQueueLimit(guard)) {
             return;
         }
         const int sent = writeOnce(guard);
         // A socket that takes nothing without saying that it is full would keep this loop for ever.
-        if (sent < 0 || (hasBudget() && isWriteBudgetSpent(start)) || sent == 0) {
+        if (sent < 0 || (budgeted && isWriteBudgetSpent(start)) || sent == 0) {
             return;
         }
     }
@@ -197,15 +199,8 @@ void CConnection::handleSendFailure(int error, int offered, const DeletionGuard&
     }
     SHAREDLIB_LOG(LogSev_Warning, Log::Network, "%s to %s:%d: Got a socket error %d on writing %d bytes",
                   GetHandlerName(), GetIpAsString().c_str(), m_remotePort, error, offered);
-    if (!guard.sameLife()) {
-        return;
-    }
-    Cleanup();
-    if (!guard.deleted()) {
-        SetError(error, "send", "CConnection::HandleWriteEvent", true);
-    }
-    if (!guard.deleted()) {
-        OnConnect(false);
+    if (guard.sameLife()) {
+        failConnection(error, "send", "CConnection::HandleWriteEvent");
     }
 }
 

@@ -1,6 +1,7 @@
 // tests/net/conn_fifo_buffer_test.cpp: the capacity warnings of the outbound queue.
 #include "sharedlib/net/conn_fifo_buffer.h"
 #include "sharedlib/net/connection.h"
+#include "tests/net/recording_handler.h"
 #include "tests/support/failing_alloc.h"
 #include "tests/support/log_capture.h"
 #include <gmock/gmock.h>
@@ -56,6 +57,20 @@ TEST_F(ConnFifoBuffer, BlocksTakenInVainAreGivenBackWithTheirLine) {
     }
     EXPECT_TRUE(queue.isEmpty());
     EXPECT_THAT(lines(), ElementsAre(increasedTo(80'000), kEmptied));
+}
+
+TEST_F(ConnFifoBuffer, TheLinesNeedNoMemoryHoweverLongTheName) {
+    RecordingHandler handler;
+    const std::string name(5000, 'n');
+    handler.name = name.c_str();
+    conn.SetMessageHandler(&handler);
+    append(8);
+    EXPECT_EQ(log.countContaining("bytes on nnn"), 1);
+    log.logger().setLogLocationMask(0);
+    const FailingAlloc first(1);
+    queue.clear();
+    EXPECT_FALSE(first.failed());
+    conn.SetMessageHandler(nullptr);
 }
 
 TEST_F(ConnFifoBuffer, WarnsNobodyWithoutAConnectionAndSurvivesAnyLevel) {

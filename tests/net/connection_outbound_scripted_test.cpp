@@ -214,8 +214,10 @@ TEST_F(ConnectionOutbound, OtherStatesAndIgnoredPacketsQueueNothing) {
         other.conn->SendMsg(3, "abc");
         other.conn->WriteOutboundData();
         EXPECT_EQ(other.conn->getOutboundByteCount() + other.conn->getMessagesSent(), 0U) << "blocks of " << size;
+        CConnection::setOutBufferExpandSize(10'000);
+        other.conn->SendMsg(3, "abc");
+        EXPECT_EQ(other.conn->getOutboundByteCount(), 5U) << "no block has been taken yet, so the new size counts";
     }
-    CConnection::setOutBufferExpandSize(10'000);
 }
 
 } // namespace

@@ -174,6 +174,29 @@ TEST(ConnectionReentry, ALogCallbackMayEndTheConnectionInAnyLineOfAWrite) {
     }
 }
 
+TEST(ConnectionReentry, ALogCallbackMayDeleteTheConnectionThatAReadErrorCloses) {
+    for (const char* part : {"Cleanup() on", "Shutting down", "recv failed with"}) {
+        ScriptedStream stream;
+        trap(stream, part, kDelete);
+        net().breakPeer(stream.socket, 10054);
+        kPulse(stream);
+        EXPECT_TRUE(sprang() && stream.conn == nullptr) << part;
+        EXPECT_TRUE(stream.handler.connects.empty()) << part;
+    }
+}
+
+TEST(ConnectionReentry, ABudgetSetInALineOfAWriteCountsFromTheNextPass) {
+    net().sendsTakeAll();
+    scripted::clock().counterStep = 1;
+    ScriptedStream stream;
+    trap(stream, "Attempting write", kNoTime);
+    sending(30'000)(stream), kWrite(stream);
+    EXPECT_TRUE(sprang());
+    EXPECT_EQ(stream.conn->getOutboundByteCount(), 0U);
+    sending(30'000)(stream), kWrite(stream);
+    EXPECT_EQ(stream.conn->getOutboundByteCount(), 20'002U);
+}
+
 TEST(ConnectionReentry, CapacityWarningsFindTheQueueWhole) {
     const Step sendAndFlush = [](ScriptedStream& stream) { sending(1)(stream), kWrite(stream), kPulse(stream); };
     const Step fail = [](ScriptedStream&) { throw std::runtime_error("disk full"); };
