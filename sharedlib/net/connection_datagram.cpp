@@ -36,15 +36,22 @@ bool fitsDatagram(std::uint64_t size) {
     return size <= 0xFFFF && size + stream_frame::kShortHeaderSize <= CConnection::s_maxUDPPacketSize;
 }
 
-/// Takes the packet that is being built out of its place while it lives: a log callback may send a datagram of its own.
+/// Takes the packet that is being built out of its place while it lives: a log callback may send a datagram of its own,
+/// or delete the connection, which `guard` tells.
 class PacketAside {
 public:
-    explicit PacketAside(std::unique_ptr<CCharVector>& place) : m_place(place), m_packet(std::move(place)) {}
-    ~PacketAside() { m_place = std::move(m_packet); }
+    PacketAside(std::unique_ptr<CCharVector>& place, const DeletionGuard& guard)
+        : m_guard(guard), m_place(place), m_packet(std::move(place)) {}
+    ~PacketAside() {
+        if (!m_guard.deleted()) {
+            m_place = std::move(m_packet);
+        }
+    }
     PacketAside(const PacketAside&) = delete;
     PacketAside& operator=(const PacketAside&) = delete;
 
 private:
+    const DeletionGuard& m_guard;
     std::unique_ptr<CCharVector>& m_place;
     std::unique_ptr<CCharVector> m_packet;
 };
@@ -81,49 +88,62 @@ void CConnection::SendMsg(const CPackedData& msg, unsigned long ip, unsigned sho
 }
 
 void CConnection::sendDatagramMessage(std::uint64_t size, const char* data, std::uint32_t ip, std::uint16_t port) {
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     initUDPPacketBuffer();
     if (!fitsDatagram(size) || !AddDataToDgramPacket(static_cast<unsigned short>(size), data)) {
         logOversize(size);
         return;
     }
     SendDgramMessageRaw(m_udpPacket.get(), ip, port);
-    ++m_messagesSent;
+    if (!guard.deleted()) {
+        ++m_messagesSent;
+    }
 }
 
 bool CConnection::SendMultiMsg(CCharVectorList* messages, unsigned long ip, unsigned short port) {
     if (messages == nullptr || messages->empty()) {
         return false;
     }
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     initUDPPacketBuffer();
     auto next = messages->begin();
     for (; next != messages->end(); ++next) {
         if (!fitsDatagram(next->size())) {
-            const PacketAside aside(m_udpPacket);
+            const PacketAside aside(m_udpPacket, guard);
             logOversize(next->size());
+            if (guard.deleted()) {
+                return false;
+            }
         } else if (!AddDataToDgramPacket(static_cast<unsigned short>(next->size()), next->data())) {
             break;
         }
     }
     SendDgramMessageRaw(m_udpPacket.get(), ip, port);
     messages->erase(messages->begin(), next);
-    return !messages->empty();
+    return !guard.deleted() && !messages->empty();
 }
 
 void CConnection::SendDgramMessageRaw(CCharVector* packet, unsigned long ip, unsigned short port) {
     if (packet == nullptr) {
         return;
     }
-    const PacketAside aside(m_udpPacket);
+    const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
+    const PacketAside aside(m_udpPacket, guard);
     SHAREDLIB_LOG(LogSev_Info, Log::Network, "Sending %d bytes over UDP", static_cast<int>(packet->size()));
+    if (guard.deleted()) {
+        return;
+    }
     const platform::TransferResult sent =
         platform::sendDatagram(m_socket, packet->data(), packet->size(), {static_cast<std::uint32_t>(ip), port});
     if (sent.count < 0) {
-        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to send DGram: %d", sent.error);
         if (sent.error == platform::kErrorWouldBlock) {
             platform::noteSendBlocked(m_event);
         }
+        SHAREDLIB_LOG(LogSev_Error, Log::Network, "Unable to send DGram: %d", sent.error);
     }
-    m_bytesSent += static_cast<std::uint32_t>(packet->size());
+    if (!guard.deleted()) {
+        m_bytesSent += static_cast<std::uint32_t>(packet->size());
+    }
 }
 
 void CConnection::initUDPPacketBuffer() {
@@ -189,12 +209,15 @@ void CConnection::handleReceiveFailure(int error) {
 }
 
 /// Delivers the messages of the `size` bytes that stand in the inbound buffer. Ends early when a handler closes,
-/// re-opens or deletes the connection.
+/// re-opens or deletes the connection, or a log callback deletes it.
 void CConnection::deliverDatagram(std::uint64_t size, const DeletionGuard& guard) {
     std::uint32_t messages = 0;
     for (std::uint64_t offset = 0; offset < size; ++messages) {
         const char* const message = m_inbound->data() + offset;
         const stream_frame::FrameSizes sizes = readMessageSizes(message, size - offset, m_sourceUdpIp);
+        if (guard.deleted()) {
+            return;
+        }
         if (sizes.header == 0) {
             break;
         }
@@ -211,5 +234,7 @@ void CConnection::deliverDatagram(std::uint64_t size, const DeletionGuard& guard
     }
     SHAREDLIB_LOG(LogSev_Info, Log::Network, "Processed %d messages (%d bytes) over UDP from %s:%d",
                   static_cast<int>(messages), static_cast<int>(size), GetIpAsString().c_str(), m_sourceUdpPort);
-    m_messagesPerPacket = std::max(m_messagesPerPacket, messages);
+    if (!guard.deleted()) {
+        m_messagesPerPacket = std::max(m_messagesPerPacket, messages);
+    }
 }

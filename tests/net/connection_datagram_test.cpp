@@ -125,6 +125,45 @@ TEST_F(ConnectionDatagram, ALogCallbackThatSendsSpoilsNoPacket) {
     expectMessages({"log", "log", "mm", "mmm", "log", "sing"});
 }
 
+TEST_F(ConnectionDatagram, ALogCallbackMayDeleteTheConnectionInAnyLine) {
+    static std::unique_ptr<CConnection> doomed;
+    static const char* deadlyLine = "";
+    log.show(Log::Network, LogSev_Info);
+    log.logger().setDBLogFunction([](LogItemSeverityLevel, int, char const* text, int, char const*) {
+        std::string_view(text).find(deadlyLine) != std::string_view::npos ? doomed.reset() : void();
+    });
+    CCharVectorList list;
+    // Nothing goes to port 0.
+    const auto single = [](unsigned short port) { return [=] { doomed->SendMsg(4, "text", kLoopback, port); }; };
+    const auto multi = [&] { EXPECT_FALSE(doomed->SendMultiMsg(&list, kLoopback, 9)); };
+    const auto receive = [] { doomed->HandleEvent(); };
+    const std::vector<std::pair<const char*, std::function<void()>>> cases{{"Sending 4",
+                                                                            [] {
+                                                                                CCharVector raw(4);
+                                                                                doomed->SendDgramMessageRaw(
+                                                                                    &raw, kLoopback, 9);
+                                                                            }},
+                                                                           {"Sending 6", single(9)},
+                                                                           {"Unable to send", single(0)},
+                                                                           {"that was 1030d", multi},
+                                                                           {"Sending 5", multi},
+                                                                           {"Received bad", receive},
+                                                                           {"Processed 1", receive},
+                                                                           {"non-error code", receive}};
+    for (const auto& [line, deed] : cases) {
+        deadlyLine = "no line";
+        doomed = std::make_unique<CConnection>();
+        doomed->InitDatagramListen(0);
+        sender.SendMsg(1, "m", kLoopback, doomed->GetLocalPort());
+        sender.SendMsg(0, "", kLoopback, doomed->GetLocalPort());
+        list = {bytes(1028), bytes(3), bytes(1020)};
+        deadlyLine = line;
+        deed();
+        EXPECT_EQ(doomed, nullptr) << line;
+    }
+    log.logger().setDBLogFunction(nullptr);
+}
+
 TEST_F(ConnectionDatagram, OversizeIsJudgedByTheFullLength) {
     const std::string body(200'000, 'x');
     const unsigned short port = receiver.GetLocalPort();

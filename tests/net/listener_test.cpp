@@ -2,6 +2,7 @@
 #include "sharedlib/net/event_wait.h"
 #include "tests/contract/loopback.h"
 #include "tests/net/stream_pair.h"
+#include "tests/support/log_capture.h"
 
 namespace {
 
@@ -88,6 +89,20 @@ TEST_F(ListenerTest, HandlersMayDoAnythingToTheirListener) {
         EXPECT_EQ(owned == nullptr ? 0 : owned->GetAcceptedCount(), goesOn ? 2U : 0U) << "deed " << deed;
         EXPECT_TRUE(accepted.errors.empty());
     }
+}
+
+TEST_F(ListenerTest, ALogCallbackMayDeleteTheListener) {
+    static std::unique_ptr<CListener> doomed;
+    LogCapture log;
+    log.show(Log::Connections, LogSev_Info);
+    log.logger().setDBLogFunction(
+        [](LogItemSeverityLevel, int, char const* /*text*/, int, char const*) { doomed.reset(); });
+    doomed = std::make_unique<CListener>();
+    open(*doomed);
+    connectTo(*doomed, 2);
+    doomed->Pulse();
+    EXPECT_EQ(doomed, nullptr);
+    EXPECT_TRUE(accepted.connections.empty() && accepted.errors.empty());
 }
 
 } // namespace
