@@ -80,7 +80,12 @@ void CRpcMgr::CallFunction(Kest::Orv::orvContextObj* context, CConnection* conne
         return;
     }
     CRpc* rpc = m_rpcTable[static_cast<std::size_t>(index)];
+    const std::uint64_t buildNumber = m_buildNumber;
     logReceiving(connection, *rpc, arguments);
+    // Whoever heard that line may have ended this manager.
+    if (sm_pRpcMgr == nullptr || sm_pRpcMgr->m_buildNumber != buildNumber) {
+        return;
+    }
     RpcStats& stats = statsAt(index);
     const CallTimer timer(*this, index, *rpc);
     stats.bytes += static_cast<std::uint32_t>(arguments.size());

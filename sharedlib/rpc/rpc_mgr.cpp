@@ -106,12 +106,11 @@ void CRpcMgr::BuildTable(CPackedData& out) {
 }
 
 bool CRpcMgr::ParseTable(CPackedData& in) {
-    std::array<std::uint8_t, 16> digest{};
-    const int before = in.GetGetIndex();
+    // GetData copies all or nothing: what was not read must differ.
+    std::array<std::uint8_t, 16> digest = m_tableDigest;
+    digest[0] ^= 1;
     in.GetData(digest.data(), static_cast<int>(digest.size()));
-    // GetData copies all or nothing, and says which only by how far it went.
-    const bool complete = in.GetGetIndex() - before >= static_cast<int>(digest.size());
-    if (!complete || digest != m_tableDigest) {
+    if (digest != m_tableDigest) {
         SHAREDLIB_LOG(LogSev_Error, Log::Network, "Rpc table from server does not match ours");
         return false;
     }
@@ -130,9 +129,13 @@ int CRpcMgr::FindRpcIndex(unsigned long id) {
 }
 
 CRpc* CRpcMgr::FindRpc(unsigned long id) {
-    const int index = FindRpcIndex(id);
-    // Index 0 also stands for "absent".
-    return hasIdAt(index, static_cast<std::uint32_t>(id)) ? m_rpcTable[static_cast<std::size_t>(index)] : nullptr;
+    const int index = searchIndex(static_cast<std::uint32_t>(id));
+    if (hasIdAt(index, static_cast<std::uint32_t>(id))) {
+        return m_rpcTable[static_cast<std::size_t>(index)];
+    }
+    // Only to log what is missing; whoever hears that may end the manager.
+    FindRpcIndex(id);
+    return nullptr;
 }
 
 CRpc* CRpcMgr::FindRpc(const char* name) {

@@ -82,6 +82,18 @@ TEST_F(RpcCall, BodiesMayResetReplaceOrEndTheManager) {
     EXPECT_GE(stats(0)[2], 6U);
 }
 
+TEST_F(RpcCall, ALogCallbackMayEndTheManager) {
+    TestRpc rpc(5);
+    log.show(Log::RPC, LogSev_Info);
+    log.logger().setDBLogFunction(
+        [](LogItemSeverityLevel, int, char const* /*text*/, int, char const*) { CRpcMgr::Cleanup(); });
+    EXPECT_EQ(manager().FindRpc(6), nullptr);
+    EXPECT_EQ(CRpcMgr::sm_pRpcMgr, nullptr);
+    call(5);
+    EXPECT_EQ(CRpcMgr::sm_pRpcMgr, nullptr);
+    EXPECT_EQ(rpc.calls, 0) << "a manager that is gone runs nothing";
+}
+
 TEST_F(RpcCall, ReportsAPeriodAndStartsTheNext) {
     TestRpc slow(1, "slow");
     TestRpc busy(2, "busy");

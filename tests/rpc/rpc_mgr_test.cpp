@@ -112,6 +112,10 @@ TEST_F(RpcMgr, TakesOnlyAWholeAndEqualTable) {
     EXPECT_EQ(manager().getRpcTypeCountByIndex(0), 1U);
     EXPECT_TRUE(parses(builtTable(true)) && parses(whole));
     EXPECT_EQ(manager().getRpcTypeCountByIndex(0), 0U);
+    CPackedData farBehind;
+    farBehind.setDebug(true);
+    farBehind.setGetIndex(INT32_MAX);
+    EXPECT_FALSE(manager().ParseTable(farBehind));
 }
 
 } // namespace
