@@ -40,6 +40,8 @@ ROWS = [
     ("TCP, bodies of 4 KB", "stream", "4096", "stream", ["libuv"], FASTER, None),
     ("TCP, bodies of 64 KB", "stream", "65536", "stream", ["libuv"], FASTER, None),
     ("round trip of 32 bytes, polling", "trip", "", "trip", ["bare polling"], SHARE, 1.15),
+    ("UDP, bodies of 32 bytes, 1,024 a packet", "datagram", "", "datagram", ["bare sockets"], FASTER, 0.85),
+    ("UDP, bodies of 32 bytes, 1,024 a packet", "datagram", "", "datagram", ["ENet"], FASTER, 1.5),
     ("10,000 connections, 1 % speak: a frame", "idle", "", "idle", ["bare epoll"], SHARE, 1.5),
     ("10,000 connections, 1 % speak: a frame", "idle", "", "idle", ["libuv"], SHARE, None),
 ]
