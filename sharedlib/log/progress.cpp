@@ -15,7 +15,12 @@ constexpr std::size_t kStatusSize = 2000;
 CProgressWindow* CProgressWindow::g_pWindow = nullptr;
 CProgress* CProgress::s_innermost = nullptr;
 
-CProgress::CProgress() : m_parent(s_innermost) {
+// Complete before the first position is shown: when the window throws there, the destructor ends the scope.
+CProgress::CProgress() : CProgress(s_innermost) {
+    setValue(0);
+}
+
+CProgress::CProgress(CProgress* parent) : m_parent(parent) {
     if (m_parent != nullptr) {
         m_parent->getExpected(&m_start, &m_range);
     } else if (CProgressWindow::g_pWindow != nullptr) {
@@ -24,7 +29,6 @@ CProgress::CProgress() : m_parent(s_innermost) {
     s_innermost = this;
     m_childStart = m_start;
     m_childRange = m_range;
-    setValue(0);
 }
 
 CProgress& CProgress::operator=(CProgress const& other) {
@@ -51,7 +55,7 @@ CProgress::~CProgress() {
     }
     if (s_innermost == nullptr) {
         window->close();
-    } else if (m_value >= kOverrun && window->isOverrun()) {
+    } else if (window->isOverrun() && m_value >= kOverrun) {
         window->setOverrun(false);
     }
 }
@@ -101,7 +105,7 @@ void CProgress::setStatus(char const* format, ...) {
     std::array<char, kStatusSize> text;
     va_list args;
     va_start(args, format);
-    log_format::formatText(text, format, args);
+    log_format::formatText(text, format != nullptr ? format : "", args);
     va_end(args);
     window->setStatusText(text.data());
 }

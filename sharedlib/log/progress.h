@@ -3,7 +3,8 @@
 #include "sharedlib/export.h"
 
 /// What a host implements to show progress: one bar, a status text, and something that says "still busy" once the work
-/// turns out longer than announced. A derived class installs itself in `g_pWindow`. One thread.
+/// turns out longer than announced. A derived class installs itself in `g_pWindow`. One thread. What an operation
+/// throws goes to whoever reports progress, and the scopes stay in order; at the end of a scope it ends the process.
 class SHAREDLIB_API CProgressWindow {
 public:
     /// The outermost scope begins.
@@ -52,12 +53,13 @@ public:
     /// Shows `value`, cut to between 0 and 1, on this scope's part of the bar. 1.01 or more means that the work is
     /// longer than announced: the window goes into overrun until this scope ends.
     void setValue(float value);
-    /// Shows a text of at most 1,999 characters, formatted as by printf with the logger's rules.
+    /// Shows a text of at most 1,999 characters, formatted as by printf with the logger's rules; null counts as "".
     void setStatus(char const* format, ...);
     /// Does nothing; the destructor ends a scope.
     void end() {}
 
 private:
+    explicit CProgress(CProgress* parent);
     void getExpected(float* start, float* range) const;
 
     CProgress* m_parent;

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -20,7 +22,12 @@ public:
     void open() override { m_heard += "open "; }
     void update() override { m_heard += "update "; }
     void setStatusText(const char* text) override { m_heard += std::string("[") + text + "] "; }
+    /// The next position is refused with an exception.
+    void refuseNext() { m_refuses = true; }
     void setPosition(float position) override {
+        if (std::exchange(m_refuses, false)) {
+            throw std::runtime_error("refused");
+        }
         m_heard += std::to_string(static_cast<int>(position * 1000 + 0.5F)) + ' ';
     }
     void setOverrun(bool on) override {
@@ -33,6 +40,7 @@ public:
 
 private:
     bool m_overrun = false;
+    bool m_refuses = false;
     std::string m_heard;
 };
 
@@ -75,7 +83,8 @@ TEST(Progress, ValuesAreCutToTheScopeUntilTheyPassTheTolerance) {
         part.setValue(0.5F);
         part.begin(0.1F);
         part.setStatus("%d of %s", 3, "many");
-        EXPECT_EQ("0 250 overrun busy busy [3 of many] ", window.heard());
+        part.setStatus(nullptr);
+        EXPECT_EQ("0 250 overrun busy busy [3 of many] [] ", window.heard());
     }
     EXPECT_EQ("fine ", window.heard());
     scope.setStatus("%s", std::string(5000, 'x').c_str());
@@ -120,6 +129,15 @@ TEST(Progress, ScopesThatEndOutOfOrderLeaveTheOthersStanding) {
     inner->setValue(1);
     inner.reset();
     EXPECT_EQ("500 close ", window.heard());
+    { const CProgress next; }
+    EXPECT_EQ("open 0 close ", window.heard());
+}
+
+TEST(Progress, AScopeWhoseFirstPositionIsRefusedIsNoScope) {
+    RecordingWindow window;
+    window.refuseNext();
+    EXPECT_THROW(CProgress(), std::runtime_error);
+    EXPECT_EQ("open close ", window.heard());
     { const CProgress next; }
     EXPECT_EQ("open 0 close ", window.heard());
 }
