@@ -14,6 +14,7 @@ struct File;
 class SHAREDLIB_API MemoryMap {
 public:
     /// Maps the regular file `fileName`, a path of the library or, on Linux, also of the system; null fails like "".
+    /// Throws `std::bad_alloc` when memory is exhausted.
     explicit MemoryMap(char const* fileName);
     MemoryMap(MemoryMap const&) = delete;
     MemoryMap& operator=(MemoryMap const&) = delete;

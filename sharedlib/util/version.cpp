@@ -1,10 +1,12 @@
 // sharedlib/util/version.cpp: version numbers of four parts.
 #include "sharedlib/util/version.h"
+#include "sharedlib/log/gate.h"
 #include "sharedlib/packed/packed_data.h"
 #include "sharedlib/platform/module_version.h"
 #include "sharedlib/util/internal/system_failure.h"
 #include "sharedlib/util/paths.h"
 #include <cstdint>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -41,20 +43,26 @@ char const* Version::currentUser() {
 
 Version Version::find(char const* fileName) {
     char const* const name = fileName != nullptr ? fileName : "";
-    std::string const path = NativePath(name);
-    platform::VersionInfoPlace place;
-    if (isFailure(platform::findVersionInfo(path.c_str(), place), name)) {
+    try {
+        std::string const path = NativePath(name);
+        platform::VersionInfoPlace place;
+        if (isFailure(platform::findVersionInfo(path.c_str(), place), name)) {
+            return {};
+        }
+        std::vector<std::byte> info;
+        platform::FileVersion version;
+        if (isFailure(platform::readVersionInfo(path.c_str(), place, info), "Failed to get version info") ||
+            isFailure(platform::queryFileVersion(info, version), "Failed to get version info")) {
+            return {};
+        }
+        auto const high = [](std::uint32_t word) { return static_cast<unsigned short>(word >> 16); };
+        auto const low = [](std::uint32_t word) { return static_cast<unsigned short>(word & 0xFFFF); };
+        return {high(version.high), low(version.high), high(version.low), low(version.low)};
+    } catch (std::bad_alloc const&) {
+        // There may be no room for the system's words either.
+        SHAREDLIB_LOG(LogSev_Error, Log::Generic, "%s: Cannot allocate memory\n", name);
         return {};
     }
-    std::vector<std::byte> info;
-    platform::FileVersion version;
-    if (isFailure(platform::readVersionInfo(path.c_str(), place, info), "Failed to get version info") ||
-        isFailure(platform::queryFileVersion(info, version), "Failed to get version info")) {
-        return {};
-    }
-    auto const high = [](std::uint32_t word) { return static_cast<unsigned short>(word >> 16); };
-    auto const low = [](std::uint32_t word) { return static_cast<unsigned short>(word & 0xFFFF); };
-    return {high(version.high), low(version.high), high(version.low), low(version.low)};
 }
 
 int Version::compare(Version other) const {

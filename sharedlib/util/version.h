@@ -51,8 +51,8 @@ public:
     static char const* getDebug() { return ""; }
 
     /// The file version in the resources of the Windows program or library `fileName`, a path of the library; null
-    /// fails like "". When it cannot be had, that is logged at severity Error on channel Generic and the result is
-    /// 0.0.0.0. The file may hold anything. Any thread.
+    /// fails like "". When it cannot be had, also because memory is exhausted, that is logged at severity Error on
+    /// channel Generic and the result is 0.0.0.0. The file may hold anything. Any thread.
     static Version find(char const* fileName);
 
 protected:

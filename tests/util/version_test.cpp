@@ -1,6 +1,7 @@
 // tests/util/version_test.cpp: order, packing, and the versions of real, made-up and hostile executables.
 #include "sharedlib/packed/packed_data.h"
 #include "sharedlib/util/version.h"
+#include "tests/support/failing_alloc.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_folder.h"
 #include <filesystem>
@@ -167,6 +168,22 @@ TEST(Version, WhatHasNoVersionIsLoggedInOneLine) {
     EXPECT_FALSE(Version::find(folder.library("missing").c_str()).isValid());
     EXPECT_EQ(1, log.countContaining("missing: No such file or directory\n"));
     EXPECT_EQ(2U, log.lines().size());
+}
+
+TEST(Version, IsNotFoundWhenMemoryRunsOutAndNothingIsThrown) {
+    const TempFolder folder;
+    folder.write("good.exe", Program(true).bytes);
+    const std::string name = folder.native("good.exe");
+    int line = 0;
+    LogCapture log;
+    for (bool failed = true; failed; ++line) {
+        const FailingAlloc noMemory(line + 1);
+        const Version version = Version::find(name.c_str());
+        failed = noMemory.failed();
+        EXPECT_EQ(!failed, version.isValid());
+    }
+    EXPECT_LT(3, line);
+    EXPECT_EQ(line - 1, log.count(LogSev_Error, Log::Generic, name + ": Cannot allocate memory\n"));
 }
 
 TEST(Version, NoSpoiledProgramDoesHarm) {

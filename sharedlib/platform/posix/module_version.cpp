@@ -129,7 +129,7 @@ int findEntry(const File& file, const Resources& resources, std::uint32_t offset
     return ENODATA;
 }
 
-/// Walks from the type "version" over its first resource to the first language.
+/// Walks from the type "version" over the resource with number 1 to its first language.
 int findVersionResource(const File& file, const Resources& resources, VersionInfoPlace& place) {
     constexpr std::uint32_t kVersionType = 16;
     constexpr std::uint32_t kVersionName = 1;
