@@ -8,10 +8,12 @@
 //   --no-udp          moves and snapshots go over TCP like everything else
 //
 // Ends with "arena: OK" and 0 only if every check held, else with "arena: FAILED" and 1. SIGINT ends the game early.
+// "-install" and "-remove" make it a service of the system or end that: docs/services.md.
 #include "examples/arena/host.h"
 #include "examples/arena/screen.h"
 #include "examples/arena/server.h"
 #include "sharedlib/log/gate.h"
+#include "sharedlib/util/service_manager.h"
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -25,6 +27,9 @@ namespace {
 
 using namespace std::chrono_literals;
 using arena::Clock;
+using Kest::Orv::ServiceManager;
+
+constexpr char kServiceName[] = "arena_server";
 
 struct Options {
     unsigned short port = 7400;
@@ -63,6 +68,11 @@ bool parse(int argc, char** argv, Options& options) {
     return optind == argc;
 }
 
+/// Whether the user, or the system that runs this as a service, wants the game to end.
+bool mustEnd() {
+    return arena::isInterrupted() || (ServiceManager::isUsingService() && !ServiceManager::isServiceRunning());
+}
+
 /// What must hold in the end; says what does not.
 class Checks {
 public:
@@ -85,9 +95,9 @@ private:
 
 void play(arena::ArenaServer& server, const Options& options, arena::Screen& screen) {
     const auto start = Clock::now();
-    for (int second = 1; second <= options.seconds && !arena::isInterrupted(); ++second) {
+    for (int second = 1; second <= options.seconds && !mustEnd(); ++second) {
         const auto nextScreen = start + second * 1s;
-        while (Clock::now() < nextScreen && !arena::isInterrupted()) {
+        while (Clock::now() < nextScreen && !mustEnd()) {
             server.runFrame();
         }
         screen.show(server.port(), second, options.seconds, server.status());
@@ -96,7 +106,7 @@ void play(arena::ArenaServer& server, const Options& options, arena::Screen& scr
 
 /// Lets the players leave in order. An interrupted server has little time for that.
 void end(arena::ArenaServer& server) {
-    const auto deadline = Clock::now() + (arena::isInterrupted() ? 700ms : 5000ms);
+    const auto deadline = Clock::now() + (mustEnd() ? 700ms : 5000ms);
     server.finish();
     while (!server.isEmpty() && Clock::now() < deadline) {
         server.runFrame();
@@ -105,7 +115,7 @@ void end(arena::ArenaServer& server) {
 
 void checkServer(const arena::ArenaServer& server, const Options& options, Checks& checks) {
     std::size_t expected = options.players != 0 ? options.players : server.joined();
-    if (arena::isInterrupted()) {
+    if (mustEnd()) {
         expected = std::min(expected, server.joined());
     }
     checks.require(server.finished() == expected,
@@ -124,8 +134,7 @@ void checkDatagrams(const arena::ArenaServer& server, const arena::DatagramCount
     checks.require(server.datagramsLost() * 100 <= server.datagramsReported() * kMostLostPercent,
                    "datagrams to players got lost");
     const bool played = counts.messagesIn > 0 && counts.messagesOut > 0;
-    checks.require(played || !options.datagrams || options.players == 0 || arena::isInterrupted(),
-                   "nothing went by datagram");
+    checks.require(played || !options.datagrams || options.players == 0 || mustEnd(), "nothing went by datagram");
     checks.require(!played || options.datagrams, "datagrams in a game without");
 }
 
@@ -150,16 +159,9 @@ int runGame(const Options& options, arena::Host& host, Checks& checks) {
     return 0;
 }
 
-} // namespace
+Options s_options;
 
-int main(int argc, char** argv) {
-    Options options;
-    if (!parse(argc, argv, options)) {
-        std::fputs("usage: arena_server [--port P] [--port-file FILE] [--players N] [--seconds S] [--no-udp]\n",
-                   stderr);
-        return 2;
-    }
-    arena::watchForInterrupt();
+int runHost(const Options& options) {
     Checks checks;
     arena::Host host("ArenaServer");
     // The server goes out of scope, and with it the connections and the listener, before the library is shut down.
@@ -170,4 +172,30 @@ int main(int argc, char** argv) {
     host.shutDown();
     checks.require(arena::showLogFile(logFile), "lines of the log got lost");
     return checks.printVerdict();
+}
+
+/// Called by the system, on a thread of its own.
+void serviceMain(unsigned long /*argumentCount*/, char** /*arguments*/) {
+    if (ServiceManager::initService()) {
+        ServiceManager::endService(runHost(s_options));
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (const int result = ServiceManager::serviceMaintenance(argc, argv, kServiceName, "Arena Server"); result != 0) {
+        return result == 1 ? 0 : result;
+    }
+    if (!parse(argc, argv, s_options)) {
+        std::fputs("usage: arena_server [--port P] [--port-file FILE] [--players N] [--seconds S] [--no-udp]\n",
+                   stderr);
+        return 2;
+    }
+    if (ServiceManager::configureService(&serviceMain, kServiceName) == 0) {
+        return 0;
+    }
+    // Started from a console.
+    arena::watchForInterrupt();
+    return runHost(s_options);
 }

@@ -1,5 +1,6 @@
 // tests/util/service_manager_test.cpp: the service entry, and a process that is a service, with systemd's side played
 // by the test.
+#include "sharedlib/platform/service.h"
 #include "sharedlib/platform/service_entry.h"
 #include "sharedlib/util/service_manager.h"
 #include "tests/support/each.h"
@@ -224,6 +225,15 @@ TEST_F(ServiceEntries, AnyNameMakesAUnitOfItsOwn) {
         EXPECT_EQ(1, maintain({"-install"}, service.c_str()));
         EXPECT_EQ(Texts{file}, units());
         EXPECT_EQ(1, maintain({"-remove"}, service.c_str()));
+    }
+    // Blanks, percent and dollar signs in a path are quoted; what systemd starts nowhere is refused.
+    EXPECT_EQ(0, platform::installService({"x", "a\nUser=b\\", "/a b/100%/$c", nullptr, nullptr}).error);
+    const std::string text = m_folder.read("units/x.service");
+    EXPECT_TRUE(text.starts_with("[Unit]\nDescription=a User=b\\ \nAfter")) << text;
+    EXPECT_NE(std::string::npos, text.find("\nExecStart=\"/a b/100%%/$c\"\n")) << text;
+    EXPECT_EQ(1, maintain({"-remove"}, "x"));
+    for (const char* path : {"/a\"b", "/a'b", "/a\\b", "/a\nb"}) {
+        EXPECT_EQ(EINVAL, platform::installService({"x", "x", path, nullptr, nullptr}).error) << path;
     }
     EXPECT_EQ(ENAMETOOLONG, maintain({"-install"}, std::string(248, 'a').c_str()));
     EXPECT_EQ(EINVAL, maintain({"-install"}, ""));

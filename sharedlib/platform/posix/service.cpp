@@ -2,7 +2,7 @@
 #include "sharedlib/platform/service.h"
 #include "sharedlib/platform/file.h"
 #include "sharedlib/platform/file_reading.h"
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -61,27 +61,16 @@ std::string plainValue(std::string_view text) {
     return value.ends_with('\\') ? value + ' ' : value;
 }
 
-// A word of a command line.
-std::string quotedValue(std::string_view text) {
-    std::string value = "\"";
-    for (const char letter : text) {
-        if (isControl(letter)) {
-            value += hexEscape(letter);
-            continue;
-        }
-        if (letter == '\\' || letter == '"' || letter == '%') {
-            value += letter == '%' ? '%' : '\\';
-        }
-        value += letter;
-    }
-    return value + '"';
+// Whatever the quoting, systemd starts no program with such a character in its path.
+bool isStartable(std::string_view program) {
+    return program.find_first_of("\"'\\") == std::string_view::npos && std::ranges::none_of(program, isControl);
 }
 
 std::string unitText(const ServiceEntry& entry, const std::string& userLine) {
     return "[Unit]\nDescription=" + plainValue(entry.displayName) +
            "\nAfter=network.target\nStartLimitIntervalSec=0\n"
-           "\n[Service]\nType=notify\nExecStart=" +
-           quotedValue(entry.program) + '\n' + userLine +
+           "\n[Service]\nType=notify\nExecStart=\"" +
+           plainValue(entry.program) + "\"\n" + userLine +
            "Restart=on-failure\nRestartSec=10\n"
            "\n[Install]\nWantedBy=multi-user.target\n";
 }
@@ -218,8 +207,14 @@ ServiceResult installService(const ServiceEntry& entry) {
     const int readError = readUnit(path, before);
     const bool isNew = readError == ENOENT;
     const ServiceStep step = isNew ? ServiceStep::create : ServiceStep::reconfigure;
-    if ((readError != 0 && !isNew) || *entry.name == '\0' || name.size() > kMaxUnitName) {
-        return failure(step, readError != 0 && !isNew ? readError : *entry.name == '\0' ? EINVAL : ENAMETOOLONG);
+    if (!isNew && readError != 0) {
+        return failure(step, readError);
+    }
+    if (name.size() > kMaxUnitName) {
+        return failure(step, ENAMETOOLONG);
+    }
+    if (*entry.name == '\0' || !isStartable(entry.program)) {
+        return failure(step, EINVAL);
     }
     const std::string userLine =
         entry.account != nullptr ? "User=" + plainValue(entry.account) + '\n' : userLineOf(before);
