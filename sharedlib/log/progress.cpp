@@ -10,13 +10,15 @@ namespace {
 constexpr float kOverrun = 1.01F;
 constexpr std::size_t kStatusSize = 2000;
 
+/// The top of the stack of scopes. Threads that spawn programs without a window open scopes side by side.
+thread_local CProgress* t_innermost = nullptr;
+
 } // namespace
 
 CProgressWindow* CProgressWindow::g_pWindow = nullptr;
-CProgress* CProgress::s_innermost = nullptr;
 
 // Complete before the first position is shown: when the window throws there, the destructor ends the scope.
-CProgress::CProgress() : CProgress(s_innermost) {
+CProgress::CProgress() : CProgress(t_innermost) {
     setValue(0);
 }
 
@@ -26,7 +28,7 @@ CProgress::CProgress(CProgress* parent) : m_parent(parent) {
     } else if (CProgressWindow::g_pWindow != nullptr) {
         CProgressWindow::g_pWindow->open();
     }
-    s_innermost = this;
+    t_innermost = this;
     m_childStart = m_start;
     m_childRange = m_range;
 }
@@ -44,7 +46,7 @@ CProgress& CProgress::operator=(CProgress const& other) {
 }
 
 CProgress::~CProgress() {
-    CProgress** link = &s_innermost;
+    CProgress** link = &t_innermost;
     while (*link != nullptr && *link != this) {
         link = &(*link)->m_parent;
     }
@@ -53,7 +55,7 @@ CProgress::~CProgress() {
     if (window == nullptr) {
         return;
     }
-    if (s_innermost == nullptr) {
+    if (t_innermost == nullptr) {
         window->close();
     } else if (window->isOverrun() && m_value >= kOverrun) {
         window->setOverrun(false);

@@ -35,7 +35,7 @@ protected:
 
 /// A scope of work that runs from 0 to 1, a local object. Scopes nest as the calls that create them: one created after
 /// `begin` fills the part of the bar that the step covers, one created without covers its parent's whole range. Scopes
-/// share a stack without a lock: one thread, the one that drives the window.
+/// share a stack without a lock, one for each thread; only the thread that drives the window shows progress.
 class SHAREDLIB_API CProgress {
 public:
     /// Becomes the innermost scope and shows its 0; the outermost one opens the window.
@@ -68,5 +68,4 @@ private:
     float m_value = 0;
     float m_childStart;
     float m_childRange;
-    static CProgress* s_innermost;
 };

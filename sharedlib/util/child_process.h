@@ -14,8 +14,9 @@
 ///
 /// Returns the child's exit code, on Linux 128 + n when signal n ended it; -1, after a line at severity Error, when
 /// pipe or process could not be created, and when the host took the exit code first (it ignores SIGCHLD, or waits for
-/// any child) on a Linux before 6.15. Opens a progress scope: only for the thread that shows progress. An exception
-/// that a host's log callback or progress window throws passes through, and the child goes on alone.
+/// any child) on a Linux before 6.15. Opens a progress scope: while a window is installed only for the thread that
+/// drives it, else for any. An exception that a host's log callback or progress window throws passes through, and the
+/// child goes on alone.
 SHAREDLIB_API int spawnWithLoggedOutput(char const* program, char* commandLine);
 
 /// The same with the command line given as words, ended by a null pointer (`nullptr`, not 0). Words are not quoted; a

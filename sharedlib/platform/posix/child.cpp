@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <cstdint>
 #include <fcntl.h>
@@ -78,6 +79,8 @@ int becomeProgram(void* context) {
         ::syscall(SYS_rt_sigaction, number, kDefaultDisposition.data(), nullptr, kSignalMaskSize);
     }
     ::syscall(SYS_rt_sigprocmask, SIG_SETMASK, &kNoSignal, nullptr, kSignalMaskSize);
+    // The parent's standard input, also where the parent means to keep it from programs.
+    ::syscall(SYS_fcntl, STDIN_FILENO, F_SETFD, 0);
     if (::syscall(SYS_dup3, start.output, STDOUT_FILENO, 0) >= 0 &&
         ::syscall(SYS_dup3, start.output, STDERR_FILENO, 0) >= 0) {
         closeForeignDescriptors();
@@ -94,6 +97,14 @@ int reap(int process, siginfo_t& info) {
         result = ::waitid(P_PIDFD, static_cast<id_t>(process), &info, WEXITED);
     } while (result != 0 && errno == EINTR);
     return result != 0 ? errno : 0;
+}
+
+/// Whether the system waits for a process by its descriptor (Linux 5.4 and later); nothing is started where it does
+/// not.
+bool knowsProcessDescriptors() {
+    siginfo_t ignored{};
+    constexpr id_t kNobody = INT_MAX;
+    return ::waitid(P_PIDFD, kNobody, &ignored, WEXITED | WNOHANG) != 0 && errno == EBADF;
 }
 
 /// What the kernel remembers of a process while somebody holds its descriptor (Linux 6.15 and later).
@@ -164,6 +175,9 @@ int createOutputPipe(OutputPipe& pipe) {
 
 int startChild(const char* path, const std::string& /*commandLine*/, std::vector<std::string> arguments,
                const OutputPipe& pipe, Child& child) {
+    if (!knowsProcessDescriptors()) {
+        return ENOSYS;
+    }
     std::vector<char*> pointers;
     pointers.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
@@ -184,9 +198,10 @@ int startChild(const char* path, const std::string& /*commandLine*/, std::vector
     }
     child = Child();
     child.process.handle = process;
+    liftAboveStandard(child.process);
     if (start.error != 0) {
         siginfo_t ignored{};
-        reap(process, ignored);
+        reap(descriptor(child.process), ignored);
     }
     return start.error;
 }
