@@ -25,8 +25,8 @@ inline Logger* openLogger(LogItemSeverityLevel severity, int channel) noexcept {
 
 /// Writes a line through `theLogger->syslog` when there is a logger, the channel admits the severity and the logger is
 /// not squelched: `SHAREDLIB_LOG(LogSev_Info, Log::Network, "%d bytes", count);`. `channel` must be a value of `Log`
-/// below `Max`. Otherwise nothing happens and no argument after `channel` is evaluated. The compiler checks the format
-/// (a literal), so 64-bit numbers are written `%lld`. Any thread.
+/// below `Max`. Otherwise nothing happens and no argument after `channel` is evaluated. `severity` and `channel` may be
+/// evaluated twice. The compiler checks the format (a literal), so 64-bit numbers are written `%lld`. Any thread.
 #define SHAREDLIB_LOG(severity, channel, ...) SHAREDLIB_GATED_LOG(syslog, severity, channel, __VA_ARGS__)
 
 /// Like `SHAREDLIB_LOG`, through `theLogger->debuglog`: debugger, file and database only.

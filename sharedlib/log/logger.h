@@ -39,10 +39,11 @@ enum LogLocation : std::int32_t {
 /// blocks the calling thread, so a server calls `setUseDialogs(false)`.
 ///
 /// Every operation is safe in any thread unless it says otherwise, and none reports an error; what cannot be written is
-/// lost. A log call throws nothing of its own, but an exception that a host's callback throws passes through it. Those
-/// operations that take or give a text throw `std::bad_alloc` when memory is exhausted. A thread that is already inside
-/// a log call of this logger (in a callback, say) logs nothing. A process that forks while another
-/// thread logs must not log in the child before it has executed a program.
+/// lost. A log call throws nothing of its own, but an exception that a host's callback throws passes through it, and
+/// ends the process where a destructor of the library logs: callbacks should not throw. Those operations that take or
+/// give a text throw `std::bad_alloc` when memory is exhausted. A thread that is already inside a log call of this
+/// logger (in a callback, say) logs nothing. A process that forks while another thread logs must not log in the child
+/// before it has executed a program.
 ///
 /// `channel` is a value of `Log` throughout. Formats are those of printf, the same on every system; beside `%lld` they
 /// know `%I64d`. Text from outside belongs into a `%s`, never into the format.

@@ -17,7 +17,9 @@ std::string LogSevLevelToName(LogItemSeverityLevel severity) {
 }
 
 LogItemSeverityLevel LogSevNameToLevel(std::string const& name) {
-    for (std::int32_t value = LogSev_None; value <= LogSev_Detail; ++value) {
+    // A name that only begins like a level is none.
+    bool const whole = name.find('\0') == std::string::npos;
+    for (std::int32_t value = LogSev_None; whole && value <= LogSev_Detail; ++value) {
         if (enum_lookup::sameIgnoringCase(kNames[static_cast<std::size_t>(value)], name.c_str())) {
             return static_cast<LogItemSeverityLevel>(value);
         }

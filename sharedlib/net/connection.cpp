@@ -186,6 +186,7 @@ void CConnection::pulseConnecting(const DeletionGuard& guard) {
         // Some systems call a refused socket writable as well.
         HandleConnectEvent(-1);
     } else if (progress.writable) {
+        platform::noteConnected(m_event);
         HandleConnectEvent(0);
     }
 }

@@ -106,21 +106,27 @@ bool CConnection::SendMultiMsg(CCharVectorList* messages, unsigned long ip, unsi
     }
     const DeletionGuard guard(m_guards, m_generation, DeletionGuard::Pass::Event);
     initUDPPacketBuffer();
-    auto next = messages->begin();
-    for (; next != messages->end(); ++next) {
-        if (!fitsDatagram(next->size())) {
+    // Counted, because whoever hears a line may add to the list.
+    std::size_t taken = 0;
+    for (; taken < messages->size(); ++taken) {
+        const CCharVector& next = (*messages)[taken];
+        if (!fitsDatagram(next.size())) {
             const PacketAside aside(m_udpPacket, guard);
-            logOversize(next->size());
+            logOversize(next.size());
             if (guard.deleted()) {
                 return false;
             }
-        } else if (!AddDataToDgramPacket(static_cast<unsigned short>(next->size()), next->data())) {
+        } else if (!AddDataToDgramPacket(static_cast<unsigned short>(next.size()), next.data())) {
             break;
         }
     }
     SendDgramMessageRaw(m_udpPacket.get(), ip, port);
-    messages->erase(messages->begin(), next);
-    return !guard.deleted() && !messages->empty();
+    if (guard.deleted()) {
+        return false;
+    }
+    taken = std::min(taken, messages->size());
+    messages->erase(messages->begin(), messages->begin() + static_cast<std::ptrdiff_t>(taken));
+    return !messages->empty();
 }
 
 void CConnection::SendDgramMessageRaw(CCharVector* packet, unsigned long ip, unsigned short port) {
@@ -200,6 +206,8 @@ void CConnection::HandleDgramReadEvent(int /*error*/) {
 
 void CConnection::handleReceiveFailure(int error) {
     if (!isBenign(error)) {
+        // Nobody reads the socket any more: what comes must not wake a host that waits.
+        platform::selectSocketEvents(m_socket, m_event, 0);
         SetError(error, "recvfrom", "CConnection::HandleDgramReadEvent", true);
         return;
     }

@@ -157,7 +157,8 @@ CConnection::FrameResult CConnection::processFrame(InboundPass& pass) {
         takePingReply();
         return FrameResult::Taken;
     }
-    const stream_frame::FrameSizes sizes = stream_frame::readSizes(frame, m_inboundBytes);
+    const auto buffered = m_inboundBytes;
+    stream_frame::FrameSizes sizes = stream_frame::readSizes(frame, buffered);
     // Where `unsigned long` has 32 bits, the handler is asked about the largest size there is.
     const std::uint64_t asked = std::min<std::uint64_t>(sizes.total(), std::numeric_limits<unsigned long>::max());
     const bool welcome = m_handler == nullptr || m_handler->CheckMessageSize(static_cast<unsigned long>(asked));
@@ -168,6 +169,10 @@ CConnection::FrameResult CConnection::processFrame(InboundPass& pass) {
         m_inboundBytes = 0;
         m_inboundReadPos = 0;
         return FrameResult::Starved;
+    }
+    if (m_inboundBytes != buffered) {
+        // The handler had more bytes read, the frame's length perhaps among them.
+        sizes = stream_frame::readSizes(m_inbound->data() + m_inboundReadPos, m_inboundBytes);
     }
     if (sizes.total() > m_inboundBytes) {
         makeRoomForFrame(sizes.total());

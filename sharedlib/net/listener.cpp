@@ -159,8 +159,8 @@ int CListener::acceptPending(const DeletionGuard& guard) {
         SocketOwner socket(accepted.socket);
         auto connection = std::make_unique<CConnection>();
         connection->InitAccepted(socket.release(), accepted.peer.ip, accepted.peer.port);
-        // Whoever heard the line about it may have deleted the listener.
-        if (guard.deleted()) {
+        // Whoever heard the line about it may have deleted the listener, or closed it.
+        if (!guard.sameLife()) {
             return platform::kErrorWouldBlock;
         }
         m_handler->OnAccept(this, connection.release());

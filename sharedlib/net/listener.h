@@ -27,7 +27,8 @@ public:
     /// `Reset` an open listener first.
     int Init(CListenHandler* handler, unsigned long ip, unsigned short port, bool searchPort);
     /// Accepts every pending connection and gives each to the handler. An error closes the listener and is reported to
-    /// the handler. Does nothing without a handler, while closed, and inside a call of its own handler.
+    /// the handler. Does nothing without a handler, while closed, and inside a call of its own handler. Throws
+    /// `std::bad_alloc`, with the connection at hand closed, when memory is exhausted.
     void Pulse();
     /// Resets the event and does what `Pulse` does.
     void HandleEvent();

@@ -32,7 +32,8 @@ int selectSocketEvents(NativeSocket socket, void* event, long mask);
 int enumerateSocketEvents(NativeSocket socket, void* event, WSANETWORKEVENTS& events);
 /// Tells the event object (null does nothing) that a send on its socket would have blocked: WRITE is due once more.
 void noteSendBlocked(void* event);
-/// Tells the event object (null does nothing) that its socket was accepted and stands: CONNECT is not due.
+/// Tells the event object (null does nothing) that its socket stands, because it was accepted or because `pollConnect`
+/// said so: CONNECT is not due.
 void noteConnected(void* event);
 
 /// Waits until one of `count` event objects is signalled: its index, or -1 after `timeoutMs` (0xFFFFFFFF: no limit).

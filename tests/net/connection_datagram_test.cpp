@@ -1,4 +1,5 @@
 // tests/net/connection_datagram_test.cpp: messages in datagrams over real sockets.
+#include "sharedlib/net/event_wait.h"
 #include "sharedlib/packed/packed_data.h"
 #include "tests/net/stream_pair.h"
 #include "tests/support/log_capture.h"
@@ -190,6 +191,9 @@ TEST_F(ConnectionDatagram, DatagramAboveTheBufferIsAnErrorAndNoPartOfItIsDeliver
     sendRaw(std::string("\x01\0a", 3) + std::string(20'000, '\x01'));
     ASSERT_TRUE(pumpUntil([&] { receiver.Pulse(); }, [&] { return receiver.GetState() == CConnection::InError; }));
     EXPECT_EQ(receiver.GetError(), 10040);
+    sendRaw("nobody reads this");
+    void* const event = receiver.GetEventHandle();
+    EXPECT_EQ(WaitForEvents(&event, 1, 20), -1) << "a host that waits would never rest";
     EXPECT_TRUE(handler.messages.empty() && handler.connects.empty());
     EXPECT_EQ(log.countContaining("recvfrom failed with error code 10040 in CConnection::HandleDgramReadEvent"), 1);
     receiver.Reset();

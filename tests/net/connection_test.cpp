@@ -6,6 +6,7 @@
 #include "tests/net/stream_pair.h"
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -48,6 +49,15 @@ TEST(Connection, ConnectsTalksAndLosesItsPeerByEventsAlone) {
     EXPECT_THAT(handler.connects, ElementsAre(true, false));
     EXPECT_EQ(client.GetState(), CConnection::Idle);
     EXPECT_EQ(client.GetEventHandle(), nullptr);
+}
+
+TEST(Connection, AConnectThatPulseFoundLeavesTheRestToTheEvents) {
+    StreamPair pair;
+    const linger now{1, 0};
+    setsockopt(static_cast<int>(pair.server->GetSocket()), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+    pair.server.reset();
+    EXPECT_TRUE(pumpUntil([&] { handleNextEvent(*pair.client); }, [&] { return !pair.client->IsConnected(); }));
+    EXPECT_THAT(pair.clientHandler.connects, ElementsAre(true, false));
 }
 
 TEST(Connection, RefusedConnectEndsIdleUnderPulseAndUnderEvents) {

@@ -88,8 +88,8 @@ bool isMatch(std::string_view name, std::string_view prefix, std::string_view su
 
 void File::close() {
     if (isOpen()) {
-        ::close(static_cast<int>(handle));
-        handle = -1;
+        // First forgotten, because a thread may be cancelled in the call.
+        ::close(static_cast<int>(std::exchange(handle, -1)));
     }
 }
 
