@@ -116,13 +116,14 @@ void LogFile::openNumbered(const std::string& base) {
 int LogFile::openAs(std::string name, const std::string& native, bool isNew) {
     if (!isNew && m_fileName != name) {
         isNew = platform::renameWithoutReplacing(NativePath(m_fileName.c_str()).c_str(), native.c_str()) != 0;
+        if (!isNew) {
+            m_fileName = name;
+        }
     }
     const auto open = isNew ? &platform::createFile : &platform::openForAppend;
     const int error = open(native.c_str(), m_file);
-    if (!isNew || error == 0) {
-        m_fileName = std::move(name);
-    }
     if (isNew && error == 0) {
+        m_fileName = std::move(name);
         m_lastWritten = '\n';
     }
     return error;
