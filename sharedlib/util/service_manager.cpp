@@ -6,6 +6,7 @@
 #include "sharedlib/platform/service.h"
 #include "sharedlib/platform/service_entry.h"
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
@@ -85,9 +86,14 @@ int orDone(int error) {
     return error != 0 ? error : kMaintenanceDone;
 }
 
-/// What the box about a failed step begins with, before the number and the system's text.
+constexpr char const* kNoRightToCreate =
+    "Failed to open the Service Control Manager with sufficient rights to create a service.";
+constexpr char const* kNoRightToDelete =
+    "Failed to open the Service Control Manager with sufficient rights to delete a service.";
+
+/// The box about a failed step; its format takes the error number and the system's text for it.
 struct StepBox {
-    char const* text;
+    char const* format;
     char const* caption = "Error";
     DialogIcon icon = DialogIcon::error;
 };
@@ -95,23 +101,24 @@ struct StepBox {
 StepBox boxOf(ServiceStep step) {
     switch (step) {
     case ServiceStep::findAccount:
-        return {"LookupAccountName failed with "};
+        return {"LookupAccountName failed with %d: %s"};
     case ServiceStep::openPolicy:
-        return {"LsaOpenPolicy failed with "};
+        return {"LsaOpenPolicy failed with %d: %s"};
     case ServiceStep::grantRight:
-        return {"LsaAddAccountRights failed with "};
+        return {"LsaAddAccountRights failed with %d: %s"};
     case ServiceStep::checkPassword:
-        return {"LogonUser failed with "};
+        return {"LogonUser failed with %d: %s"};
     case ServiceStep::reconfigure:
-        return {"ConfigureService failed with error "};
+        return {"ConfigureService failed with error %d: %s"};
     case ServiceStep::create:
-        return {"CreateService failed with error "};
+        return {"CreateService failed with error %d: %s"};
     case ServiceStep::setFailureActions:
-        return {"CreateService succeeded, but ChangeServiceConfig2 failed with error ", "Warning", DialogIcon::warning};
+        return {"CreateService succeeded, but ChangeServiceConfig2 failed with error %d: %s", "Warning",
+                DialogIcon::warning};
     case ServiceStep::openService:
-        return {"OpenService failed with error "};
+        return {"OpenService failed with error %d: %s"};
     case ServiceStep::remove:
-        return {"DeleteService failed with error ", "Warning", DialogIcon::warning};
+        return {"DeleteService failed with error %d: %s", "Warning", DialogIcon::warning};
     case ServiceStep::openManager:
     case ServiceStep::done:
         break;
@@ -119,21 +126,24 @@ StepBox boxOf(ServiceStep step) {
     return {""};
 }
 
-// Shows the box that belongs to a failure, if it is one, and gives the error number. `what` is what the Service Control
-// Manager was wanted for.
-int finish(platform::ServiceResult const& result, char const* what) {
+std::string boxText(char const* format, int error) {
+    std::array<char, 512> text{};
+    std::snprintf(text.data(), text.size(), format, error, platform::errorText(error).c_str());
+    return text.data();
+}
+
+// Shows the box that belongs to a failure, if it is one, and gives the error number. `noRight` is the text for a
+// Service Control Manager that does not open.
+int finish(platform::ServiceResult const& result, char const* noRight) {
     if (result.step == ServiceStep::done) {
         return 0;
     }
     if (result.step == ServiceStep::openManager) {
-        std::string const text =
-            std::string("Failed to open the Service Control Manager with sufficient rights to ") + what + " a service.";
-        platform::showErrorDialog("Error", text.c_str());
+        platform::showErrorDialog("Error", noRight);
         return result.error;
     }
     StepBox const box = boxOf(result.step);
-    std::string const text = box.text + std::to_string(result.error) + ": " + platform::errorText(result.error);
-    platform::showErrorDialog(box.caption, text.c_str(), box.icon);
+    platform::showErrorDialog(box.caption, boxText(box.format, result.error).c_str(), box.icon);
     return result.error;
 }
 
@@ -197,16 +207,16 @@ int ServiceManager::installService(char const* serviceName, char const* displayN
     if (userName != nullptr) {
         platform::ServiceResult const prepared = platform::prepareServiceAccount(userName, password, account);
         if (prepared.step != ServiceStep::done) {
-            return finish(prepared, "create");
+            return finish(prepared, kNoRightToCreate);
         }
     }
     char const* const accountOrNone = userName != nullptr ? account.c_str() : nullptr;
     return finish(platform::installService({serviceName, displayName, program.c_str(), accountOrNone, password}),
-                  "create");
+                  kNoRightToCreate);
 }
 
 int ServiceManager::uninstallService(char const* serviceName) {
-    return finish(platform::removeService(serviceName), "delete");
+    return finish(platform::removeService(serviceName), kNoRightToDelete);
 }
 
 int ServiceManager::configureService(NativeServiceMain serviceMain, char const* serviceName) {
