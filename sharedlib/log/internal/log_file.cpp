@@ -97,6 +97,7 @@ void LogFile::openNumbered(const std::string& base) {
     const std::size_t split = base.find_last_of("\\/") + 1;
     const std::string folder = NativePath(base.substr(0, split).c_str());
     const std::string stem = base.substr(split);
+    const std::string native = folder + stem;
     const bool isFirst = m_fileName.empty();
     std::uint64_t highest = 0;
     for (int attempts = 0; attempts < kMaxAttempts; ++attempts) {
@@ -104,7 +105,7 @@ void LogFile::openNumbered(const std::string& base) {
         const std::string ending = nameEnding(highest);
         // The scan has seen the names that differ in case only, so the new one need not be looked up without regard to
         // it.
-        const int error = openAs(base + ending, folder + stem + ending, isFirst);
+        const int error = openAs(base + ending, native + ending, isFirst);
         // Only a name that somebody else took meanwhile is worth another number; anything else would fail again.
         if (!platform::isNameTaken(error)) {
             return;
