@@ -1,17 +1,14 @@
 // sharedlib/platform/posix/dialog.cpp: the modal error box, shown by whichever program of the desktop is there.
 #include "sharedlib/platform/dialog.h"
+#include "sharedlib/platform/program.h"
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <new>
-#include <spawn.h>
 #include <string>
 #include <string_view>
 #include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace platform {
@@ -84,34 +81,6 @@ std::array<CommandLine, 3> boxes(std::string const& caption, std::string const& 
             CommandLine{"xmessage", "-center", "-title", caption, "-buttons", "OK:0", " " + text}};
 }
 
-// A child with the system's own signal handling, without standard input and without this process's files; -1 when there
-// is no such program.
-pid_t start(CommandLine& command) {
-    std::vector<char*> arguments;
-    for (std::string& argument : command) {
-        arguments.push_back(argument.data());
-    }
-    arguments.push_back(nullptr);
-    sigset_t all;
-    sigset_t none;
-    sigfillset(&all);
-    sigemptyset(&none);
-    posix_spawnattr_t attributes;
-    posix_spawn_file_actions_t actions;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    posix_spawnattr_setsigdefault(&attributes, &all);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
-    pid_t child = -1;
-    int const error = ::posix_spawnp(&child, arguments[0], &actions, &attributes, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    return error == 0 ? child : -1;
-}
-
 // Whether the box was closed by its button. A host that collects its children itself may be first, which leaves no
 // answer.
 bool wasAnswered(pid_t child) {
@@ -127,10 +96,10 @@ bool wasAnswered(pid_t child) {
 // Whether somebody has seen the box. False, too, when memory is exhausted.
 bool showBox(char const* caption, char const* text, DialogIcon icon) {
     try {
-        for (CommandLine& command : boxes(readable(caption), readable(text), icon)) {
-            pid_t const child = start(command);
-            if (child > 0) {
-                return wasAnswered(child);
+        for (CommandLine const& command : boxes(readable(caption), readable(text), icon)) {
+            std::intptr_t child = -1;
+            if (startProgram(command, ProgramInput::nothing, child) == 0) {
+                return wasAnswered(static_cast<pid_t>(child));
             }
         }
         return false;

@@ -2,19 +2,19 @@
 #include "sharedlib/platform/service.h"
 #include "sharedlib/platform/file.h"
 #include "sharedlib/platform/file_reading.h"
+#include "sharedlib/platform/program.h"
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <fcntl.h>
 #include <pwd.h>
 #include <span>
-#include <spawn.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace platform {
@@ -150,29 +150,9 @@ int waitForExit(pid_t child) {
 // goes wrong.
 int runSystemctl(std::vector<std::string> words) {
     words.insert(words.begin(), "systemctl");
-    std::vector<char*> arguments;
-    arguments.reserve(words.size() + 1);
-    for (std::string& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
-    sigset_t all;
-    sigset_t none;
-    sigfillset(&all);
-    sigemptyset(&none);
-    posix_spawnattr_t attributes;
-    posix_spawn_file_actions_t actions;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    posix_spawnattr_setsigdefault(&attributes, &all);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
-    pid_t child = -1;
-    const int error = ::posix_spawnp(&child, arguments[0], &actions, &attributes, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    return error != 0 ? error : waitForExit(child);
+    std::intptr_t child = -1;
+    const int error = startProgram(std::move(words), ProgramInput::caller, child);
+    return error != 0 ? error : waitForExit(static_cast<pid_t>(child));
 }
 
 int checkFolder(const std::string& folder) {
