@@ -1,6 +1,7 @@
 // bench/bench_peer.h: plain sockets on loopback, the second process of a measurement, and a frame reader without a
 // library.
 #pragma once
+#include "sharedlib/net/message_handler.h"
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -41,6 +42,19 @@ struct SecondProcess {
     ~SecondProcess();
     SecondProcess(const SecondProcess&) = delete;
     SecondProcess& operator=(const SecondProcess&) = delete;
+};
+
+/// Counts the messages of our connections and looks at each.
+struct CountingHandler : CMessageHandler {
+    void HandleMessage(CConnection*, const void* data, unsigned long size) override {
+        ++messages;
+        sum += size > 0 ? *static_cast<const char*>(data) : 0;
+    }
+    void OnConnect(CConnection*, bool) override {}
+    void OnError(CConnection*, int, int) override {}
+
+    std::int64_t messages = 0;
+    std::int64_t sum = 0;
 };
 
 /// What a bare loop needs to take length-prefixed messages out of a socket: one buffer, one `recv` at a time.

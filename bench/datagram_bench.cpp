@@ -71,18 +71,6 @@ private:
     std::int64_t m_acknowledged = 0;
 };
 
-struct CountingHandler : CMessageHandler {
-    void HandleMessage(CConnection*, const void* data, unsigned long size) override {
-        ++messages;
-        sum += size > 0 ? *static_cast<const char*>(data) : 0;
-    }
-    void OnConnect(CConnection*, bool) override {}
-    void OnError(CConnection*, int, int) override {}
-
-    std::int64_t messages = 0;
-    std::int64_t sum = 0;
-};
-
 void tellPort(int stream, std::uint16_t port) {
     send(stream, &port, sizeof port, MSG_NOSIGNAL);
 }

@@ -30,18 +30,6 @@ void sayDone(int descriptor) {
     send(descriptor, "!", 1, MSG_NOSIGNAL);
 }
 
-struct CountingHandler : CMessageHandler {
-    void HandleMessage(CConnection*, const void* data, unsigned long size) override {
-        ++messages;
-        sum += size > 0 ? *static_cast<const char*>(data) : 0;
-    }
-    void OnConnect(CConnection*, bool) override {}
-    void OnError(CConnection*, int, int) override {}
-
-    std::int64_t messages = 0;
-    std::int64_t sum = 0;
-};
-
 void receiveWithSharedLib(std::uint16_t port, std::int64_t count) {
     CountingHandler handler;
     CConnection connection;
